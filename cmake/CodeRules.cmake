@@ -1,0 +1,13 @@
+# What every object file of the project is compiled with: warnings as errors, wchar_t of 16 bits on every
+# platform, and the sanitizers when they are asked for. Every target links code_rules.
+add_library(code_rules INTERFACE)
+target_compile_options(code_rules INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
+  $<$<NOT:$<PLATFORM_ID:Windows>>:-fshort-wchar>)
+
+if(KV_SANITIZE)
+  target_compile_options(code_rules INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(code_rules INTERFACE -fsanitize=address,undefined)
+endif()

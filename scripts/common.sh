@@ -1,0 +1,43 @@
+# Sourced by ./run, ./test and .ci/run, from the project's root.
+# shellcheck shell=bash
+
+product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev)
+test_packages=(doctest-dev libbenchmark-dev python3 binutils)
+check_packages=(clang clang-format)
+
+# need_packages NAME...: installs the Debian packages that are missing. Nothing of it on standard output.
+need_packages() {
+  local missing=() name
+  for name in "$@"; do
+    dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'install ok installed' || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  echo "Installing ${missing[*]} ..." >&2
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  if ! { "${as_root[@]}" apt-get update -qq &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >&2; then
+    echo "Cannot install ${missing[*]}: install them by hand (Debian packages) and try again." >&2
+    exit 1
+  fi
+}
+
+# build FOLDER [CMAKE OPTION...] [-- TARGET...]: configures and builds incrementally. Compiler output only when it
+# fails, and on standard error.
+build() {
+  local folder=$1 options=() log
+  shift
+  while [ $# -gt 0 ] && [ "$1" != -- ]; do
+    options+=("$1")
+    shift
+  done
+  [ $# -gt 0 ] && shift
+  mkdir -p "$folder"
+  log=$folder/build.log
+  [ -t 2 ] && [ ! -e "$folder/build.ninja" ] && echo "Building (the first time takes a minute or two) ..." >&2
+  if ! { cmake -S . -B "$folder" -G Ninja "${options[@]}" && cmake --build "$folder" ${1:+--target "$@"}; } >"$log" 2>&1; then
+    grep -nE 'error|warning|FAILED|CMake Error' "$log" | head -n 20 >&2
+    echo "The build failed; all of its output is in $log" >&2
+    exit 1
+  fi
+}

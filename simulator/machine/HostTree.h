@@ -1,0 +1,18 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "machine/FileSystem.h"
+
+namespace winsim {
+
+/// Adds what is in a folder of the host to the machine's folder `path`; the contents of files are read later.
+/// Throws MachineFolderError.
+void LoadHostTree(const std::filesystem::path& hostFolder, FileSystem& files, const std::u16string& path);
+
+/// Writes what is in `folder` to a folder of the host, which exists. Throws std::filesystem::filesystem_error
+/// or std::runtime_error.
+void SaveHostTree(FileNode& folder, const std::filesystem::path& hostFolder);
+
+}  // namespace winsim

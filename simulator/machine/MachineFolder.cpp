@@ -1,0 +1,267 @@
+#include "machine/MachineFolder.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "machine/HostTree.h"
+
+namespace winsim {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The letter of the drive that an entry of a machine folder is, or 0.
+char16_t DriveOf(const fs::path& entry) {
+  const std::string name = entry.filename().string();
+  const bool isDrive = name.size() == 1 && std::isalpha(static_cast<unsigned char>(name[0])) != 0;
+  return isDrive ? static_cast<char16_t>(std::toupper(static_cast<unsigned char>(name[0]))) : u'\0';
+}
+
+std::u16string Root(char16_t letter) {
+  return {letter, u':'};
+}
+
+/// The spelling that the Windows directory has on the disk.
+std::u16string SpelledAsOnDisk(const fs::path& folder, const std::u16string& windowsDirectory) {
+  const std::u16string wanted = windowsDirectory.substr(3);
+  for (const char* const drive : {"C", "c"}) {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(folder / drive, ignored)) {
+      const std::u16string name = FromUtf8(entry.path().filename().string());
+      if (EqualsIgnoringCase(name, wanted)) {
+        return windowsDirectory.substr(0, 3) + name;
+      }
+    }
+  }
+  return windowsDirectory;
+}
+
+/// A folder of the host that goes with its contents unless it is kept.
+class WorkFolder {
+ public:
+  explicit WorkFolder(const fs::path& parent) : m_path((parent / ".kvsim-saving-XXXXXX").string()) {
+    if (mkdtemp(m_path.data()) == nullptr) {
+      throw SaveError(parent.string() + " cannot be written to: " + std::strerror(errno));
+    }
+  }
+  ~WorkFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+  fs::path Path() const { return m_path; }
+
+ private:
+  std::string m_path;
+};
+
+/// The full path of a folder that may not exist yet.
+fs::path Normalized(const fs::path& target) {
+  const fs::path path = fs::weakly_canonical(fs::absolute(target));
+  return path.has_filename() ? path : path.parent_path();
+}
+
+bool IsWithin(const fs::path& path, const fs::path& folder) {
+  const auto [end, ignored] = std::mismatch(folder.begin(), folder.end(), path.begin(), path.end());
+  return end == folder.end();
+}
+
+}  // namespace
+
+MachineFolder::MachineFolder(fs::path folder, MachineDescription description, std::uint64_t startTime)
+    : m_folder(std::move(folder)), m_description(std::move(description)) {
+  Settings settings = m_description.settings;
+  settings.startTime = startTime;
+  if (!m_description.namesWindowsDirectory) {
+    settings.windowsDirectory = SpelledAsOnDisk(m_folder, settings.windowsDirectory);
+  }
+  m_machine = std::make_unique<Machine>(std::move(settings));
+}
+
+std::unique_ptr<MachineFolder> MachineFolder::Load(const fs::path& folder, std::uint64_t startTime,
+                                                   const RegFileProgress& progress) {
+  if (!fs::is_directory(folder)) {
+    throw MachineFolderError(folder, 0,
+                             fs::exists(folder) ? "is not a folder; expected a machine folder"
+                                                : "does not exist; expected a machine folder");
+  }
+  const fs::path registry = folder / "registry.reg";
+  if (!fs::is_regular_file(registry)) {
+    throw MachineFolderError(folder, 0, "has no registry.reg; expected a machine folder");
+  }
+  std::unique_ptr<MachineFolder> result(
+      new MachineFolder(folder, ReadMachineJson(folder / "machine.json"), startTime));
+  try {
+    LoadRegFile(registry, result->m_machine->registry, progress);
+    result->LoadDrives();
+    result->LoadShares();
+    result->Describe();
+  } catch (const RegFileError& error) {
+    throw MachineFolderError(registry, error.Line(), error.Text());
+  } catch (const MachineFolderError&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw MachineFolderError(folder, 0, error.what());
+  }
+  return result;
+}
+
+void MachineFolder::LoadDrives() {
+  std::map<char16_t, fs::path> found;
+  for (const auto& entry : fs::directory_iterator(m_folder)) {
+    const char16_t letter = DriveOf(entry.path());
+    if (letter == 0) {
+      continue;
+    }
+    if (!entry.is_directory() || entry.is_symlink()) {
+      throw MachineFolderError(entry.path(), 0, "is not a folder; expected the files of a drive");
+    }
+    if (!found.emplace(letter, entry.path()).second) {
+      throw MachineFolderError(entry.path(), 0, "stands for the drive of " + found[letter].string() + " too");
+    }
+  }
+  for (const auto& [letter, hostFolder] : found) {
+    m_machine->files.AddDrive(letter);
+    LoadHostTree(hostFolder, m_machine->files, Root(letter));
+  }
+  for (const auto& [letter, kind] : m_description.drives) {
+    m_machine->files.AddDrive(letter, kind.type, kind.hasMedium);
+  }
+  for (const auto& [letter, folder] : m_description.substitutedDrives) {
+    m_machine->files.Substitute(letter, folder);
+  }
+}
+
+void MachineFolder::LoadShares() {
+  for (const auto& [share, folder] : m_description.shares) {
+    if (const char16_t letter = DriveOf(*folder.begin()); letter != 0) {
+      std::u16string path = Root(letter);
+      for (auto part = std::next(folder.begin()); part != folder.end(); ++part) {
+        path += u'\\' + FromUtf8(part->string());
+      }
+      m_machine->files.AddShare(share, path);
+      continue;
+    }
+    const fs::path hostFolder = m_folder / folder;
+    if (!fs::is_directory(hostFolder)) {
+      throw MachineFolderError(hostFolder, 0, "does not exist; expected the files of " + ToUtf8(share));
+    }
+    m_machine->files.AddShare(share);
+    LoadHostTree(hostFolder, m_machine->files, share);
+  }
+}
+
+void MachineFolder::Describe() {
+  Machine& machine = *m_machine;
+  const fs::path json = m_folder / "machine.json";
+  const auto expect = [&](bool exists, const std::string& place, const char* expected) {
+    if (!exists) {
+      throw MachineFolderError(json, 0, place + " does not exist; expected " + expected);
+    }
+  };
+  for (const auto& [name, value] : m_description.environment) {
+    machine.environment[name] = value;
+  }
+  for (const auto& [path, attributes] : m_description.attributes) {
+    FileNode* const node = machine.files.Find(path);
+    expect(node != nullptr, "/attributes/" + ToUtf8(path), "a file or folder of the machine");
+    node->attributes |= attributes;
+  }
+  for (const auto& [path, access] : m_description.refusedKeys) {
+    expect(machine.registry.Find(path) != nullptr, "/refused/registry/" + ToUtf8(path),
+           "a key of registry.reg");
+    machine.registry.Deny(path, access);
+  }
+  for (const std::u16string& path : m_description.refusedFiles) {
+    machine.files.Deny(path);
+  }
+  for (const auto& [service, access] : m_description.refusedServices) {
+    machine.services.Deny(service, access);
+  }
+  if (m_description.refusesServiceManager) {
+    machine.services.DenyManager();
+  }
+  for (const std::u16string& name : m_description.refusedMutexes) {
+    machine.names.Deny(name);
+  }
+  for (const auto& [name, behaviour] : m_description.drivers) {
+    machine.devices.Behaviour(name) = behaviour;
+  }
+}
+
+void MachineFolder::StartMachine(Machine::AutoStart autoStart) {
+  m_heldLocks.clear();
+  for (const MachineDescription::HeldLock& lock : m_description.heldLocks) {
+    const auto mutex = m_machine->names.HoldMutex(lock.name, u"another account", true);
+    if (mutex == nullptr) {
+      continue;
+    }
+    m_heldLocks.push_back(mutex);
+    const auto owner = std::make_shared<Thread>(m_machine->NewProcess(u"another program"));
+    mutex->Acquire(*owner);
+    m_machine->scheduler.At(m_machine->clock.Now() + lock.units, [owner, held = std::weak_ptr(mutex)] {
+      if (const auto released = held.lock()) {
+        released->Release(*owner);
+      }
+    });
+  }
+  m_machine->Start(autoStart);
+}
+
+void MachineFolder::CheckTarget(const fs::path& target) const {
+  const fs::path path = target.empty() ? target : Normalized(target);
+  if (fs::exists(path) && !fs::is_directory(path)) {
+    throw SaveError(target.string() +
+                    " exists and is not a folder; expected a new or empty folder to save to");
+  }
+  if (fs::exists(path) && !fs::is_empty(path)) {
+    throw SaveError(target.string() + " is not empty; expected a new or empty folder to save to");
+  }
+  if (!path.empty() && IsWithin(path, Normalized(m_folder))) {
+    throw SaveError(target.string() +
+                    " is inside the machine folder, which is never changed; expected one outside");
+  }
+  if (path.empty() || access(path.parent_path().c_str(), W_OK | X_OK) != 0) {
+    throw SaveError(path.empty() ? "no folder to save to"
+                                 : path.parent_path().string() + " cannot be written to");
+  }
+}
+
+void MachineFolder::Save(const fs::path& target) const {
+  CheckTarget(target);
+  const fs::path path = Normalized(target);
+  const WorkFolder work(path.parent_path());
+  const fs::path folder = work.Path() / "machine";
+  try {
+    fs::create_directory(folder);
+    SaveRegFile(folder / "registry.reg", m_machine->registry);
+    for (const auto& [letter, drive] : m_machine->files.Drives()) {
+      if (drive.hasMedium || !drive.root->children.empty()) {
+        const fs::path hostFolder = folder / std::string(1, static_cast<char>(letter));
+        fs::create_directory(hostFolder);
+        SaveHostTree(*drive.root, hostFolder);
+      }
+    }
+    for (const auto& [share, inside] : m_description.shares) {
+      if (DriveOf(*inside.begin()) == 0) {
+        fs::create_directories(folder / inside);
+        SaveHostTree(*m_machine->files.Find(share), folder / inside);
+      }
+    }
+    if (const std::string json = FormatMachineJson(m_description, *m_machine); !json.empty()) {
+      std::ofstream(folder / "machine.json", std::ios::binary) << json;
+    }
+    fs::rename(folder, path);
+  } catch (const std::exception& error) {
+    throw SaveError(target.string() + " cannot be saved: " + error.what());
+  }
+}
+
+}  // namespace winsim

@@ -1,0 +1,313 @@
+#include "components/DriverCatalogue.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+#include "support/ManagedMachine.h"
+#include "support/SystemSession.h"
+#include "support/TestContainer.h"
+#include "system/File.h"
+#include "system/Thrown.h"
+
+using namespace DriverManagement;
+using namespace DriverManagement::Gen4;
+using LCommon::System::File;
+using winsim::Settings;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Container = LPtrRef<BasePeModuleContainer>;
+
+struct Client {
+  const wchar_t* unique = nullptr;
+  const wchar_t* file = nullptr;
+};
+
+template <class Manager, class LifeTime, unsigned int... Mode>
+LPtrRef<BaseLegacyDriver> Build(Container container, Client client) {
+  return LMakeRef<Manager>(container, LMakeRef<LifeTime>(client.unique, client.file), Mode...);
+}
+
+struct Driver {
+  std::string name;
+  std::string displayName;
+  std::string group;
+  std::uint32_t stateCode;
+  bool starts;
+  bool stops;
+  LPtrRef<BaseLegacyDriver> (*build)(Container container, Client client);
+};
+
+const Driver Drivers[] = {
+    {"kvlnk03", "Korvane Protection Synchronization Driver (version 3.x)", "System Bus Extender", 0x92012400,
+     false, false, Build<kvlnk03sys::Manager, kvlnk03sys::LifeTime, 0>},
+    {"kvlnk04", "Korvane Protection Synchronization Driver (version 4.x)", "Boot Bus Extender", 0x92012400,
+     false, false, Build<WinNT::kvlnk04::Manager, WinNT::kvlnk04::LifeTime, 0>},
+    {"kvvol02", "Korvane Protection VFS Driver (version 2.x)", "", 0x89082400, true, false,
+     Build<kvvol02sys::Manager, kvvol02sys::LifeTime>},
+    {"kvaux02", "Korvane Protection Helper Driver (version 2.x)", "", 0x90012400, true, false,
+     Build<kvaux02sys::Manager, kvaux02sys::LifeTime>},
+    {"kvenv01", "Korvane Protection Environment Driver (version 1.x)", "", 0x91012400, true, true,
+     Build<kvenv01sys::Manager, kvenv01sys::LifeTime>},
+    {"kvenv01a", "Korvane Protection Environment Driver (version 1.x.a)", "", 0x91012400, true, true,
+     Build<WinNT::kvenv01a::Manager, WinNT::kvenv01a::LifeTime>},
+};
+
+// A machine for one driver, as an installer with the driver's image sees it.
+struct DriverSession : SystemSession {
+  explicit DriverSession(const Driver& tested)
+      : driver(tested),
+        name(winsim::FromUtf8(driver.name)),
+        behaviour(machine.devices.Behaviour(name)),
+        container(LMakeRef<TestContainer>()),
+        manager(driver.build(container, {L"client", L"C:\\Windows"})) {
+    InstallWindowsKeys(machine);
+  }
+
+  winsim::Machine& machine = Machine();
+  const Driver& driver;
+  const std::u16string name;
+  winsim::DriverBehaviour& behaviour;
+  const LPtrRef<TestContainer> container;
+  const LPtrRef<BaseLegacyDriver> manager;
+
+  // As a start of the system does it.
+  void Load() { REQUIRE(machine.devices.Load(name, ImagePath(machine, name)) == 0); }
+  // The calls of `operation`, whose answer is `expected`.
+  Lines CallsOf(unsigned int (BaseLegacyDriver::*operation)(), bool expected) {
+    machine.gate.StartTrace();
+    CHECK(((*manager).*operation)() == static_cast<unsigned int>(expected));
+    return Trace();
+  }
+};
+
+// What the installation of a driver adds to a machine.
+Lines InstallationOf(const Driver& driver) {
+  const std::string services = "+ HKLM\\System\\CurrentControlSet\\Services\\";
+  const std::string entry = services + driver.name;
+  const std::string client = entry + "\\LifeTime\\client";
+  const std::string source = services + "Eventlog\\System\\" + driver.name;
+  Lines lines = {
+      "+ C:\\Windows\\system32\\drivers\\" + driver.name + ".sys",
+      entry,
+      entry + " : DisplayName = 1:" + driver.displayName,
+      entry + " : ErrorControl = 4: 1 0 0 0",
+      entry + " : ImagePath = 2:system32\\drivers\\" + driver.name + ".sys",
+      entry + " : Start = 4: 0 0 0 0",
+      entry + " : Type = 4: 1 0 0 0",
+      entry + "\\LifeTime",
+      entry + "\\LifeTime : Auto = 4: 1 0 0 0",
+      client,
+      client + " : File = 1:C:\\Windows",
+      client + " : Mode = 4: 0 0 0 0",
+      source,
+      source + " : EventMessageFile = 2:%SystemRoot%\\system32\\drivers\\" + driver.name + ".sys",
+      source + " : TypesSupported = 4: 7 0 0 0",
+  };
+  if (!driver.group.empty()) lines.push_back(entry + " : Group = 1:" + driver.group);
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+winsim::Bytes StateReply(std::initializer_list<unsigned char> numbers) {
+  winsim::Bytes bytes;
+  for (const unsigned char number : numbers) {
+    bytes.insert(bytes.end(), {number, 0, 0, 0});
+  }
+  return bytes;
+}
+
+std::string Opening(LPtrRef<BaseLegacyDriver> manager) {
+  const auto openable = LDynamicCast<BaseOpenable>(manager);
+  if (!openable.Valid()) return "cannot be opened";
+  try {
+    return openable->Open()->IsValid() ? "opened" : "nothing";
+  } catch (const BaseObject::IncompatibleOsException& exception) {
+    return std::string("incompatible system: ") + exception.Function();
+  } catch (const BaseObject::UsageConflictException& exception) {
+    return std::string("usage conflict: ") + exception.Function();
+  } catch (const BaseObject::SafeModeDetectedException& exception) {
+    return std::string("safe mode: ") + exception.Function();
+  } catch (const File::Exception& exception) {
+    return ThrownText(typeid(exception), exception.GetWindowsErrorCode());
+  }
+}
+
+}  // namespace
+
+TEST_CASE("an installed driver has its image, entry, log source and claim, and nothing else is touched") {
+  for (const Driver& driver : Drivers) {
+    CAPTURE(driver.name);
+    DriverSession session(driver);
+    const Lines before = Snapshot(session.machine);
+    CHECK(session.manager->Install(1) ==
+          (driver.starts ? BaseObject::installDone : BaseObject::installDoneReboot));
+    CHECK(Changes(before, Snapshot(session.machine)) == InstallationOf(driver));
+    CHECK(session.machine.files.Read(ImagePath(session.machine, session.name)) == session.container->body);
+    CHECK(session.machine.devices.IsLoaded(session.name) == driver.starts);
+  }
+}
+
+TEST_CASE("a loaded driver is asked for its state at its interface device and compared with the container") {
+  for (const Driver& driver : Drivers) {
+    CAPTURE(driver.name);
+    DriverSession session(driver);
+    TestContainer& expected = *session.container;
+    CHECK(session.manager->IsActive() == 0);
+    CHECK(session.manager->IsActiveUpToDate() == 0);
+    session.machine.files.WriteFile(ImagePath(session.machine, session.name), "MZ");
+    session.Load();
+    CHECK(session.CallsOf(&BaseLegacyDriver::IsActive, true).front() ==
+          "CreateFileW(\"\\\\.\\" + driver.name + "i\", 0x80000000, 7, 3, 0)");
+    CHECK(session.behaviour.requests.empty());
+
+    session.behaviour.replies[driver.stateCode].bytes = StateReply({1, 2, 0, 6, 1});
+    const auto isAsExpected = [&] { return session.manager->IsActiveUpToDate(); };
+    expected.buildType = buildRelease;
+    expected.version = MajorMinorVersion(1, 2);
+    expected.osVersion = MajorMinorVersion(6, 1);
+    CHECK(isAsExpected() == 1);
+    expected.buildType = buildDebug;
+    CHECK(isAsExpected() == 0);
+    expected.buildType = buildUnknown;
+    expected.version = MajorMinorVersion(1, 3);
+    CHECK(isAsExpected() == 0);
+    expected.version = UnspecifiedVersion;
+    expected.osVersion = MajorMinorVersion(6, 2);
+    CHECK(isAsExpected() == 0);
+    const winsim::DeviceRequest request = {session.name + u"i", driver.stateCode, {}};
+    CHECK(session.behaviour.requests == std::vector(4, request));
+  }
+}
+
+TEST_CASE("only drivers that the service control manager can load and unload are asked to") {
+  for (const Driver& driver : Drivers) {
+    CAPTURE(driver.name);
+    DriverSession session(driver);
+    InstallDriver(session.machine, session.name);
+    const Lines startCalls = session.CallsOf(&BaseLegacyDriver::Start, driver.starts);
+    CHECK(session.machine.devices.IsLoaded(session.name) == driver.starts);
+    CHECK(startCalls.empty() == !driver.starts);
+    if (!driver.starts) session.Load();
+    const Lines stopCalls = session.CallsOf(&BaseLegacyDriver::Stop, driver.stops);
+    CHECK(session.machine.devices.IsLoaded(session.name) == !driver.stops);
+    CHECK(stopCalls.empty() == !driver.stops);
+  }
+}
+
+TEST_CASE("a driver's refusals to be opened are told apart, those that it does not know pass") {
+  constexpr std::uint32_t codes[] = {0, 0xE0000001, 0xE0000002, 0xE0000003, 0xE0000004, 5};
+  const auto refusals = [](const std::string& manager, const char* third) {
+    const std::string location =
+        "class LPtrRef<class LCommon::System::Handle> __cdecl DriverManagement::Gen4::" + manager +
+        "::Manager::Open(void)";
+    return Lines{"opened",
+                 "incompatible system: " + location,
+                 Exactly<File::Exception>(0xE0000002),
+                 third != nullptr ? third + location : Exactly<File::Exception>(0xE0000003),
+                 "safe mode: " + location,
+                 Exactly<File::AccessDeniedException>(5)};
+  };
+  const Lines none(std::size(codes), "cannot be opened");
+  const Lines expected[] = {
+      none, refusals("WinNT::kvlnk04", nullptr),        none,
+      none, refusals("kvenv01sys", "usage conflict: "), refusals("WinNT::kvenv01a", "usage conflict: ")};
+  for (std::size_t index = 0; index < std::size(Drivers); ++index) {
+    DriverSession session(Drivers[index]);
+    session.machine.files.WriteFile(ImagePath(session.machine, session.name), "MZ");
+    session.Load();
+    Lines outcomes;
+    for (const std::uint32_t code : codes) {
+      session.behaviour.openErrors[session.name] = code;
+      outcomes.push_back(Opening(session.manager));
+    }
+    CHECK(outcomes == expected[index]);
+  }
+}
+
+TEST_CASE("a client that may not write the record is attached and detached by the driver itself") {
+  for (const Driver& driver : Drivers) {
+    CAPTURE(driver.name);
+    DriverSession session(driver);
+    InstallDriver(session.machine, session.name);
+    session.Load();
+    ClaimByFile(session.machine, session.name, u"client", u"C:\\elsewhere");
+    for (const char16_t* const key : {u"", u"\\LifeTime"}) {
+      session.machine.registry.Deny(ServiceKey(session.name) + key, KEY_WRITE);
+    }
+    session.manager->Touch();
+    CHECK_THROWS_AS(session.manager->Uninstall(1), LCommon::System::RegistryKey::AccessDeniedException);
+    std::vector<std::pair<std::u16string, std::uint32_t>> requests;
+    for (const winsim::DeviceRequest& request : session.behaviour.requests) {
+      requests.emplace_back(request.device, request.code);
+    }
+    CHECK(requests == std::vector(2, std::pair(session.name + u"i", std::uint32_t{0})));
+  }
+}
+
+TEST_CASE("an unclaimed driver goes at once unless it is loaded and cannot be unloaded") {
+  using Stop = winsim::DriverBehaviour::Stop;
+  for (const Driver& driver : Drivers) {
+    CAPTURE(driver.name);
+    DriverSession session(driver);
+    const auto manager = driver.build(LMakeRef<NullPeModuleContainer>(), {});
+    const Lines bare = Snapshot(session.machine);
+    CHECK(manager->Purge(1) == BaseObject::purgeNotInstalled);
+    InstallDriver(session.machine, session.name);
+    const Lines installed = Snapshot(session.machine);
+    CHECK(manager->Purge(1) == BaseObject::purgeDone);
+    CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
+
+    InstallDriver(session.machine, session.name);
+    session.Load();
+    session.machine.gate.StartTrace();
+    if (driver.stops) {
+      session.behaviour.stop = Stop::staysPending;
+      CHECK_THROWS_AS(manager->Purge(1), BaseObject::UsageConflictException);
+      CHECK(Changes(installed, Snapshot(session.machine)) == Lines{});
+      session.machine.devices.Unload(session.name);
+      session.behaviour.stop = Stop::stops;
+      session.Load();
+      CHECK(manager->Purge(1) == BaseObject::purgeDone);
+      CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
+    } else {
+      CHECK(manager->Purge(1) == BaseObject::purgeDoneReboot);
+      CHECK(session.Trace("ControlService") == Lines{});
+      CHECK(session.machine.services.IsMarked(session.name));
+      session.machine.devices.Unload(session.name);
+      session.machine.files.RunPendingOperations();
+      CHECK_FALSE(session.machine.files.Exists(ImagePath(session.machine, session.name)));
+    }
+  }
+}
+
+TEST_CASE("an image that must carry a signature is not up to date, on systems that check signatures") {
+  Settings olderForPrograms = Settings::Windows2000();
+  olderForPrograms.reportedVersion = Settings::WindowsNt4().version;
+  const struct {
+    Settings settings;
+    unsigned int mode;
+    unsigned int expected;
+  } cases[] = {
+      {Settings::Windows10(), 0, 1},   {Settings::Windows10(), 2, 1},   {Settings::Windows10(), 1, 0},
+      {Settings::Windows2000(), 0, 1}, {Settings::Windows2000(), 1, 0}, {olderForPrograms, 1, 0},
+      {Settings::WindowsNt4(), 1, 1},
+  };
+  for (const auto& [settings, mode, expected] : cases) {
+    CAPTURE(settings.version.major);
+    CAPTURE(mode);
+    SystemSession session(settings);
+    winsim::Machine& machine = session.Machine();
+    const auto container = LMakeRef<TestContainer>();
+    kvlnk03sys::Module third(container, mode);
+    WinNT::kvlnk04::Module fourth(container, mode);
+    CHECK(third.IsInstalledUpToDate() == 0);
+    CHECK(fourth.IsInstalledUpToDate() == 0);
+    machine.files.WriteFile(ImagePath(machine, u"kvlnk03"), container->body);
+    machine.files.WriteFile(ImagePath(machine, u"kvlnk04"), container->body);
+    CHECK(third.IsInstalledUpToDate() == expected);
+    CHECK(fourth.IsInstalledUpToDate() == expected);
+  }
+}

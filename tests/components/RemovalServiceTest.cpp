@@ -1,0 +1,245 @@
+#include "components/RemovalService.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+#include "support/ManagedMachine.h"
+#include "support/SystemSession.h"
+#include "support/TestContainer.h"
+#include "support/Threads.h"
+#include "system/Platform.h"
+#include "system/Thrown.h"
+#include "system/WindowsApi.h"
+
+using namespace DriverManagement;
+using Gen4::WinNT::kvdel01::Manager;
+using LCommon::System::WindowsErrorException;
+using ProjectSpecific::SelfManager;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr const char* Description =
+    "This service will automatically uninstall KV Quellin drivers when you don't need them anymore to launch "
+    "any applications used them. After uninstalling the drivers, the service will also uninstall itself. If "
+    "an "
+    "application requires KV Quellin drivers, the drivers, as well as this service, will be reinstalled. "
+    "This "
+    "service isn't constantly operating, and doesn't use memory. It is launched automatically on operational "
+    "system start and unloads itself from memory after completing all tasks described above. To view "
+    "information on KV Quellin drivers, or to uninstall drivers manually, visit "
+    "https://support.quellin.example/drivers.";
+
+// A machine without the service yet. Its executable ends with the code that the test says.
+struct ServiceSession : SystemSession {
+  explicit ServiceSession(winsim::Settings settings = winsim::Settings::Windows10())
+      : SystemSession(std::move(settings)) {
+    InstallWindowsKeys(machine);
+    EndWith(0);
+  }
+
+  winsim::Machine& machine = Machine();
+  const LPtrRef<Manager> manager = LMakeRef<Manager>(LMakeRef<NullPeModuleContainer>());
+
+  void EndWith(int exitCode) {
+    machine.programs[u"kvdel01.exe"] = [exitCode] { return exitCode; };
+  }
+  // The calls from the first one of `function` on.
+  Lines CallsFrom(std::string_view function) {
+    Lines calls = Trace();
+    calls.erase(calls.begin(), std::find_if(calls.begin(), calls.end(), [&](const std::string& line) {
+                  return line.starts_with(function);
+                }));
+    return calls;
+  }
+};
+
+// What a service is that does `work` on its own thread, between reporting that it runs and that it stopped.
+void (*g_work)() = nullptr;
+
+void WINAPI ServiceMain(DWORD, LPWSTR*) {
+  const SERVICE_STATUS_HANDLE handle = RegisterServiceCtrlHandlerW(L"kvdel01", [](DWORD) {});
+  SERVICE_STATUS status = {};
+  status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+  status.dwCurrentState = SERVICE_RUNNING;
+  SetServiceStatus(handle, &status);
+  g_work();
+  status.dwCurrentState = SERVICE_STOPPED;
+  SetServiceStatus(handle, &status);
+}
+
+int HostService() {
+  wchar_t name[] = L"kvdel01";
+  const SERVICE_TABLE_ENTRYW table[] = {{name, ServiceMain}, {nullptr, nullptr}};
+  return StartServiceCtrlDispatcherW(table) ? 0 : 1;
+}
+
+}  // namespace
+
+TEST_CASE("the installed component has its executable, entry and log source, and nothing else is touched") {
+  ServiceSession session;
+  const auto container = LMakeRef<TestContainer>();
+  Manager manager(container);
+  const Lines before = Snapshot(session.machine);
+  CHECK(manager.IsActiveMeet() == 0);
+  CHECK(manager.Install(0) == BaseObject::installDone);
+
+  const std::string services = "+ HKLM\\System\\CurrentControlSet\\Services\\";
+  const std::string entry = services + "kvdel01";
+  const std::string source = services + "Eventlog\\Application\\kvdel01";
+  CHECK(Changes(before, Snapshot(session.machine)) ==
+        Lines{"+ C:\\Windows\\system32\\kvdel01.exe", source,
+              source + " : EventMessageFile = 2:%SystemRoot%\\system32\\kvdel01.exe",
+              source + " : TypesSupported = 4: 7 0 0 0", entry, entry + " : Description = 1:" + Description,
+              entry + " : DisplayName = 1:KV Quellin Drivers Auto Removal (v1)",
+              entry + " : ErrorControl = 4: 1 0 0 0",
+              entry + " : ImagePath = 2:%SystemRoot%\\system32\\kvdel01.exe svc",
+              entry + " : ObjectName = 1:LocalSystem", entry + " : Start = 4: 2 0 0 0",
+              entry + " : Type = 4: 16 0 0 0"});
+  CHECK(session.machine.files.Read(u"C:\\Windows\\system32\\kvdel01.exe") == container->body);
+}
+
+TEST_CASE("what is installed counts, whether the service runs does not") {
+  ServiceSession session;
+  Manager manager(LMakeRef<TestContainer>());
+  manager.Install(0);
+  const auto answers = [&] {
+    return std::vector{manager.IsActive(), manager.IsActiveMeet(), manager.IsInstalled(),
+                       manager.IsInstalledUpToDate()};
+  };
+  g_work = [] { Pause(1000); };
+  session.machine.programs[u"kvdel01.exe"] = HostService;
+  REQUIRE(session.machine.services.Launch(u"kvdel01") == 0);
+  Pause(500);
+  REQUIRE(session.machine.services.Status(u"kvdel01").state == SERVICE_RUNNING);
+  CHECK(answers() == std::vector{0u, 1u, 1u, 1u});
+  Pause(1000);
+  REQUIRE(session.machine.services.Status(u"kvdel01").state == SERVICE_STOPPED);
+  CHECK(answers() == std::vector{0u, 1u, 1u, 1u});
+  session.machine.files.Remove(u"C:\\Windows\\system32\\kvdel01.exe");
+  CHECK(answers() == std::vector{0u, 1u, 1u, 0u});
+}
+
+TEST_CASE("the installed program is asked by its exit code, of which only 0 means expired") {
+  ServiceSession session;
+  InstallRemovalService(session.machine);
+  for (const int exitCode : {0, 1, 2, 259, -1}) {
+    CAPTURE(exitCode);
+    session.EndWith(exitCode);
+    CHECK(session.manager->IsExpired() == (exitCode == 0));
+  }
+  session.machine.gate.StartTrace();
+  session.manager->IsExpired();
+  CHECK(session.CallsFrom("CreateProcessW") ==
+        Lines{"CreateProcessW(null, \"\"C:\\Windows\\system32\\kvdel01.exe\" can-remove-now\", 0, 0, null)",
+              "WaitForSingleObject(process 7, 0xFFFFFFFF)", "GetExitCodeProcess(process 7)",
+              "CloseHandle(thread of process 7)", "CloseHandle(process 7)"});
+}
+
+TEST_CASE("a missing program means expired, every other failure to ask it is one") {
+  ServiceSession session;
+  const auto ask = [&] { return session.manager->IsExpired(); };
+  CHECK(ask() == 1);
+  InstallRemovalService(session.machine);
+  session.EndWith(1);
+  const struct {
+    const char* function;
+    unsigned int code;
+    std::string thrown;
+  } cases[] = {
+      {"CreateProcessW", 2, "nothing"},
+      {"CreateProcessW", 3, "nothing"},
+      {"CreateProcessW", 5, Exactly<WindowsErrorException>(5)},
+      {"CreateProcessW", 193, Exactly<WindowsErrorException>(193)},
+      {"GetExitCodeProcess", 2, Exactly<WindowsErrorException>(2)},
+      {"GetExitCodeProcess", 6, Exactly<WindowsErrorException>(6)},
+  };
+  for (const auto& [function, code, thrown] : cases) {
+    CAPTURE(function);
+    session.machine.gate.FailFunction(function, code);
+    CHECK(Thrown([&] { CHECK(ask() == 1); }) == thrown);
+  }
+  session.machine.gate.FailFunction("CreateProcessW", 8);
+  try {
+    ask();
+    FAIL("the failure was lost");
+  } catch (const WindowsErrorException& exception) {
+    CHECK(std::string(exception.Function()) ==
+          "unsigned int __cdecl DriverManagement::Gen4::WinNT::kvdel01::Manager::IsExpired(void)");
+  }
+  CHECK(ask() == 0);
+}
+
+TEST_CASE("a component that is still needed is not touched, one that is not goes whole") {
+  ServiceSession session;
+  const Lines bare = Snapshot(session.machine);
+  CHECK(session.manager->Purge(1) == BaseObject::purgeNotInstalled);
+  CHECK(session.manager->Uninstall(1) == BaseObject::uninstallNotInstalled);
+  InstallRemovalService(session.machine);
+  const Lines installed = Snapshot(session.machine);
+  for (const int exitCode : {1, -1}) {
+    session.EndWith(exitCode);
+    CHECK(session.manager->Purge(1) == BaseObject::purgeStillNeeded);
+    CHECK(session.manager->Uninstall(1) == BaseObject::uninstallStillNeeded);
+    CHECK(Changes(installed, Snapshot(session.machine)) == Lines{});
+  }
+  session.EndWith(0);
+  CHECK(session.manager->Uninstall(1) == BaseObject::uninstallDone);
+  CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
+}
+
+TEST_CASE("the running service removes itself without stopping itself, and its file goes with the restart") {
+  const auto machine = MakeMachine();
+  InstallWindowsKeys(*machine);
+  const Lines bare = Snapshot(*machine);
+  InstallRemovalService(*machine);
+  static BaseObject::PurgeResult result;
+  static bool marked;
+  g_work = [] {
+    result = LMakeRef<SelfManager>(LMakeRef<NullPeModuleContainer>())->Purge(1);
+    marked = winsim::Thread::Current().GetMachine().services.IsMarked(u"kvdel01");
+  };
+  machine->programs[u"kvdel01.exe"] = [] {
+    LCommon::System::InitializeSystem(1);
+    const int exitCode = HostService();
+    LCommon::System::UninitializeSystem();
+    return exitCode;
+  };
+  machine->gate.StartTrace();
+  machine->Start();
+  CHECK(result == BaseObject::purgeDoneReboot);
+  CHECK(marked);
+  CHECK(machine->gate.TraceLines("ControlService") == Lines{});
+  CHECK(machine->gate.TraceLines("CreateProcessW") == Lines{});
+  CHECK_FALSE(machine->services.Exists(u"kvdel01"));
+  CHECK(machine->files.Exists(u"C:\\Windows\\system32\\kvdel01.exe"));
+  machine->TurnOff();
+  machine->Start();
+  CHECK(Changes(bare, Snapshot(*machine)) == Lines{});
+}
+
+TEST_CASE("the service itself asks the drivers in order, up to the first that has not expired") {
+  const Lines names = {"kvlnk03", "kvlnk04", "kvvol02", "kvaux02", "kvenv01", "kvenv01a"};
+  for (std::size_t claimed = 0; claimed <= names.size(); ++claimed) {
+    CAPTURE(claimed);
+    ServiceSession session;
+    for (std::size_t index = claimed; index < names.size(); ++index) {
+      InstallDriver(session.machine, ManagedDrivers[index]);
+      ClaimByTime(session.machine, ManagedDrivers[index], u"client", 0);
+    }
+    SelfManager self(LMakeRef<NullPeModuleContainer>());
+    session.machine.gate.StartTrace();
+    CHECK(self.IsExpired() == (claimed == names.size()));
+    Lines asked;
+    for (const std::string& line : session.Trace("RegOpenKeyExW")) {
+      for (const std::string& name : names) {
+        if (line.find("\\Services\\" + name + "\"") != line.npos) asked.push_back(name);
+      }
+    }
+    CHECK(asked == Lines(names.begin(),
+                         names.begin() + static_cast<std::ptrdiff_t>(std::min(claimed + 1, names.size()))));
+    CHECK(session.Trace("CreateProcessW") == Lines{});
+  }
+}

@@ -1,0 +1,260 @@
+#include "drivermanagement/ComplexObject.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "support/FailedCondition.h"
+#include "support/TestHeap.h"
+
+using namespace DriverManagement;
+
+namespace {
+
+std::string g_trace;
+
+std::string TakeTrace() {
+  return std::exchange(g_trace, std::string());
+}
+
+/// Implements only what every managed object must. All operations answer `answer` and are traced.
+class PlainObject : public BaseObject {
+ public:
+  explicit PlainObject(char name, unsigned int answer = 0, unsigned int present = 0)
+      : m_name(name), m_answer(answer), m_present(present) {}
+
+  unsigned int IsInstalled() override { return Called("IsInstalled") | m_present; }
+  InstallResult Install(unsigned int flags) override { return Result<InstallResult>("Install", flags); }
+  RemoveResult Remove(unsigned int flags) override { return Result<RemoveResult>("Remove", flags); }
+
+ protected:
+  unsigned int Called(const std::string& operation) {
+    g_trace += m_name + (":" + operation + " ");
+    return m_answer;
+  }
+  template <class R>
+  R Result(const std::string& operation, unsigned int flags) {
+    return static_cast<R>(Called(operation + "(" + std::to_string(flags) + ")"));
+  }
+
+ private:
+  char m_name;
+  unsigned int m_answer;
+  unsigned int m_present;
+};
+
+/// Traces every operation.
+class Member : public PlainObject {
+ public:
+  using PlainObject::PlainObject;
+
+  unsigned int IsActiveMeet() override { return Called("IsActiveMeet"); }
+  ActivateResult Activate() override { return static_cast<ActivateResult>(Called("Activate")); }
+  DeactivateResult Deactivate() override { return static_cast<DeactivateResult>(Called("Deactivate")); }
+  unsigned int IsInstalledUpToDate() override { return Called("IsInstalledUpToDate"); }
+  UninstallResult Uninstall(unsigned int flags) override {
+    return Result<UninstallResult>("Uninstall", flags);
+  }
+  PurgeResult Purge(unsigned int flags) override { return Result<PurgeResult>("Purge", flags); }
+  unsigned int IsExpired() override { return Called("IsExpired"); }
+  void Touch() override { Called("Touch"); }
+};
+
+class BusyMember : public Member {
+ public:
+  using Member::Member;
+  PurgeResult Purge(unsigned int) override { throw UsageConflictException(L_HERE); }
+};
+
+using Results = std::vector<unsigned int>;
+
+LPtrRef<BaseIndependedComplexObject> Complex(const Results& answers) {
+  auto complex = LMakeRef<BaseIndependedComplexObject>();
+  char name = 'a';
+  for (const unsigned int answer : answers)
+    complex->Add(LMakeRef<Member>(name++, answer));
+  return complex;
+}
+
+bool AllOf(const Results& results, std::initializer_list<unsigned int> values) {
+  return std::all_of(results.begin(), results.end(), [&](unsigned int result) {
+    return std::find(values.begin(), values.end(), result) != values.end();
+  });
+}
+bool AnyOf(const Results& results, std::initializer_list<unsigned int> values) {
+  return std::find_first_of(results.begin(), results.end(), values.begin(), values.end()) != results.end();
+}
+
+// The rules of combination as they read, apart from the tables of the implementation.
+
+unsigned int StartRule(const Results& results) {
+  if (AllOf(results, {4})) return 4;
+  if (AnyOf(results, {2, 3, 4})) return AnyOf(results, {1, 3}) ? 3 : 2;
+  return AnyOf(results, {1}) ? 1 : 0;
+}
+unsigned int StopRule(const Results& results) {
+  if (AllOf(results, {2})) return 2;
+  return AnyOf(results, {1}) ? 1 : 0;
+}
+unsigned int ClaimRule(const Results& results) {
+  if (AllOf(results, {5})) return 5;
+  if (AllOf(results, {4, 5})) return 4;
+  if (!AnyOf(results, {2, 3, 4})) return AnyOf(results, {1}) ? 1 : 0;
+  return AnyOf(results, {1, 3}) ? 3 : 2;
+}
+
+struct Operation {
+  const char* trace;
+  unsigned int (*run)(BaseObject&);
+  unsigned int values;
+  bool fromLast;
+  unsigned int (*rule)(const Results&);
+};
+
+constexpr Operation Operations[] = {
+    {"Activate", [](BaseObject& o) -> unsigned int { return o.Activate(); }, 5, false, StartRule},
+    {"Install(9)", [](BaseObject& o) -> unsigned int { return o.Install(9); }, 5, false, StartRule},
+    {"Deactivate", [](BaseObject& o) -> unsigned int { return o.Deactivate(); }, 3, true, StopRule},
+    {"Remove(9)", [](BaseObject& o) -> unsigned int { return o.Remove(9); }, 3, true, StopRule},
+    {"Uninstall(9)", [](BaseObject& o) -> unsigned int { return o.Uninstall(9); }, 6, true, ClaimRule},
+    {"Purge(9)", [](BaseObject& o) -> unsigned int { return o.Purge(9); }, 6, true, ClaimRule},
+};
+
+struct Question {
+  const char* trace;
+  unsigned int (BaseObject::*ask)();
+  unsigned int decisive;
+};
+
+constexpr Question Questions[] = {{"IsActiveMeet", &BaseObject::IsActiveMeet, 0},
+                                  {"IsInstalled", &BaseObject::IsInstalled, 1},
+                                  {"IsInstalledUpToDate", &BaseObject::IsInstalledUpToDate, 0},
+                                  {"IsExpired", &BaseObject::IsExpired, 0}};
+
+}  // namespace
+
+TEST_CASE("an operation visits every member in its order and combines the results by its rule") {
+  TestHeap heap;
+  for (const Operation& operation : Operations) {
+    const std::string called = std::string(":") + operation.trace + " ";
+    const std::string expected = operation.fromLast ? "c" + called + "b" + called + "a" + called
+                                                    : "a" + called + "b" + called + "c" + called;
+    const unsigned int values = operation.values;
+    for (unsigned int triple = 0; triple < values * values * values; ++triple) {
+      const Results results = {triple % values, triple / values % values, triple / values / values};
+      CAPTURE(operation.trace);
+      CAPTURE(triple);
+      TakeTrace();
+      CHECK(operation.run(*Complex(results)) == operation.rule(results));
+      CHECK(TakeTrace() == expected);
+    }
+    for (unsigned int single = 0; single < values; ++single) {
+      CHECK(operation.run(*Complex({single})) == single);
+    }
+    for (const unsigned int foreign : {values, 31u, 32u, ~0u}) {
+      CHECK(FailedCondition([&] { operation.run(*Complex({0, foreign, 0})); }) == "Unreachable point");
+    }
+    CHECK(FailedCondition([&] { operation.run(*Complex({})); }) == "m_objects.Length() != 0");
+  }
+}
+
+TEST_CASE("a question to a complex object goes on until the answer is known") {
+  TestHeap heap;
+  for (const Question& question : Questions) {
+    for (unsigned int triple = 0; triple < 8; ++triple) {
+      const Results answers = {triple & 1, triple >> 1 & 1, triple >> 2};
+      const auto decided = std::find(answers.begin(), answers.end(), question.decisive);
+      std::string expected;
+      for (auto asked = answers.begin(); asked != answers.end(); ++asked) {
+        expected +=
+            static_cast<char>('a' + (asked - answers.begin())) + std::string(":") + question.trace + " ";
+        if (asked == decided) break;
+      }
+      CAPTURE(question.trace);
+      CAPTURE(triple);
+      TakeTrace();
+      CHECK(((*Complex(answers)).*question.ask)() ==
+            (decided != answers.end() ? question.decisive : 1 - question.decisive));
+      CHECK(TakeTrace() == expected);
+    }
+    CHECK(FailedCondition([&] { ((*Complex({})).*question.ask)(); }) == "m_objects.Length() != 0");
+  }
+  Complex({0, 1, 0})->Touch();
+  CHECK(TakeTrace() == "a:Touch b:Touch c:Touch ");
+  CHECK(FailedCondition([] { Complex({})->Touch(); }) == "m_objects.Length() != 0");
+}
+
+TEST_CASE("a complex object cannot be updated") {
+  TestHeap heap;
+  CHECK(FailedCondition([] { Complex({0})->Update(1); }) == "Unreachable point");
+  CHECK(FailedCondition([] { Complex({})->Update(1); }) == "m_objects.Length() != 0");
+}
+
+TEST_CASE("members are indexed in order, held for good, and may be complex themselves") {
+  TestHeap heap;
+  TakeTrace();
+  auto outer = LMakeRef<BaseIndependedComplexObject>();
+  {
+    const auto inner = Complex({BaseObject::purgeStillNeeded, BaseObject::purgeNotInstalled});
+    CHECK(inner->Add(LMakeRef<Member>('c', BaseObject::purgeNotInstalled)) == 2);
+    CHECK(outer->Add(inner) == 0);
+    CHECK(outer->Add(LMakeRef<Member>('d', BaseObject::purgeDoneReboot)) == 1);
+  }
+  CHECK(outer->Purge(7) == BaseObject::purgePartialReboot);
+  CHECK(TakeTrace() == "d:Purge(7) c:Purge(7) b:Purge(7) a:Purge(7) ");
+  outer = nullptr;
+  CHECK(heap.Blocks() == 0);
+}
+
+TEST_CASE("what a member throws leaves the members behind it untouched") {
+  TestHeap heap;
+  TakeTrace();
+  const auto complex = Complex({0, 0});
+  complex->Add(LMakeRef<BusyMember>('x'));
+  complex->Add(LMakeRef<Member>('y'));
+  CHECK_THROWS_AS(complex->Purge(1), BaseObject::UsageConflictException);
+  CHECK_THROWS_AS(complex->Purge(1), BaseObject::Exception);
+  CHECK_THROWS_AS(complex->Purge(1), BaseException);
+  CHECK(TakeTrace() == "y:Purge(1) y:Purge(1) y:Purge(1) ");
+}
+
+TEST_CASE("an object without claims or anything to run answers for itself") {
+  TestHeap heap;
+  TakeTrace();
+  const auto plain = [](unsigned int answer, unsigned int present = 0) {
+    return LMakeRef<PlainObject>('p', answer, present);
+  };
+  CHECK(plain(0)->IsActiveMeet() == 1);
+  CHECK(plain(0)->IsExpired() == 1);
+  CHECK(plain(0)->Activate() == BaseObject::activateUpToDate);
+  CHECK(plain(0)->Deactivate() == BaseObject::deactivateNotActive);
+  plain(0)->Touch();
+  CHECK(TakeTrace() == "");
+  CHECK(plain(0)->IsInstalledUpToDate() == 0);
+  CHECK(plain(1)->IsInstalledUpToDate() == 1);
+  CHECK(TakeTrace() == "p:IsInstalled p:IsInstalled ");
+
+  CHECK(plain(0)->Update(3) == BaseObject::updateNotInstalled);
+  CHECK(TakeTrace() == "p:IsInstalled ");
+  CHECK(plain(4)->Update(3) == BaseObject::updateUpToDate);
+  CHECK(TakeTrace() == "p:IsInstalled p:Install(3) ");
+
+  constexpr BaseObject::UpdateResult Updates[] = {BaseObject::updateDone, BaseObject::updateDoneReboot,
+                                                  BaseObject::updateDone, BaseObject::updateDoneReboot,
+                                                  BaseObject::updateUpToDate};
+  for (unsigned int result = 0; result <= 4; ++result) {
+    CHECK(plain(result, 1)->Update(0) == Updates[result]);
+  }
+  constexpr unsigned int Removals[] = {0, 1, 5};
+  for (unsigned int result = 0; result <= 2; ++result) {
+    CHECK(plain(result)->Uninstall(0) == Removals[result]);
+    CHECK(plain(result)->Purge(0) == Removals[result]);
+  }
+  TakeTrace();
+  plain(0)->Purge(5);
+  CHECK(TakeTrace() == "p:Remove(5) ");
+  CHECK(FailedCondition([&] { plain(5)->Update(0); }) == "Unreachable point");
+  CHECK(FailedCondition([&] { plain(3)->Uninstall(0); }) == "Unreachable point");
+  CHECK(FailedCondition([&] { plain(3)->Purge(0); }) == "Unreachable point");
+}

@@ -1,0 +1,95 @@
+#include "drivermanagement/DriverDevice.h"
+
+#include <doctest/doctest.h>
+
+#include "support/SystemSession.h"
+
+using namespace DriverManagement;
+using LCommon::System::File;
+
+namespace {
+
+constexpr const wchar_t* Device = L"\\\\.\\drvi";
+constexpr std::uint32_t Code = 0x91012400;
+constexpr std::uint64_t Any = UnspecifiedVersion;
+
+struct DriverSession : SystemSession {
+  winsim::Devices& devices = Machine().devices;
+  winsim::DriverBehaviour& behaviour = devices.Behaviour(u"drv");
+
+  DriverSession() {
+    Machine().files.WriteFile(u"C:\\drv.sys", std::string_view("image"));
+    REQUIRE(devices.Load(u"drv", u"C:\\drv.sys") == 0);
+  }
+};
+
+winsim::Bytes Reply(std::initializer_list<std::uint32_t> numbers) {
+  winsim::Bytes bytes;
+  for (const std::uint32_t number : numbers) {
+    for (int shift = 0; shift < 32; shift += 8) {
+      bytes.push_back(static_cast<std::uint8_t>(number >> shift));
+    }
+  }
+  return bytes;
+}
+
+}  // namespace
+
+TEST_CASE("a device exists while its driver is loaded, and other failures to open it pass") {
+  DriverSession session;
+  CHECK(IsDeviceExist(Device));
+  CHECK_FALSE(IsDeviceExist(L"\\\\.\\other"));
+  session.behaviour.openErrors[u"drvi"] = 0xE0000003;
+  CHECK_THROWS_AS(IsDeviceExist(Device), File::Exception);
+  session.behaviour.openErrors[u"drvi"] = 5;
+  CHECK_THROWS_AS(IsDriverStateUpToDate(Device, Code, buildUnknown, Any, Any), File::AccessDeniedException);
+  session.devices.Unload(u"drv");
+  CHECK_FALSE(IsDeviceExist(Device));
+  CHECK_FALSE(IsDriverStateUpToDate(Device, Code, buildUnknown, Any, Any));
+}
+
+TEST_CASE("a loaded driver's state is compared as far as the driver tells it") {
+  DriverSession session;
+  constexpr std::uint32_t unknown = 0xFFFFFFFF;
+  const std::uint64_t version = MajorMinorVersion(1, 2);
+  const std::uint64_t target = MajorMinorVersion(6, 1);
+  const struct {
+    winsim::Bytes reply;
+    BuildType build;
+    std::uint64_t version;
+    std::uint64_t target;
+    bool upToDate;
+  } cases[] = {
+      {Reply({1, 2, 0, 6, 1}), buildRelease, version, target, true},
+      {Reply({1, 3, 0, 6, 1, 99}), buildRelease, version, target, true},
+      {Reply({1, 1, 0, 6, 1}), buildRelease, version, target, false},
+      {Reply({1, 1, 0, 6, 1}), buildRelease, Any, target, true},
+      {Reply({0x10001, 0x10002, 0, 6, 1}), buildRelease, version, target, true},
+      {Reply({1, 2, 1, 6, 1}), buildRelease, version, target, false},
+      {Reply({1, 2, 1, 6, 1}), buildUnknown, version, target, true},
+      {Reply({1, 2, 0x29, 6, 1}), buildDebug, version, target, true},
+      {Reply({1, 2, 0x28, 6, 1}), buildPrivate, version, target, true},
+      {Reply({1, 2, 0x20, 6, 1}), buildSpecial, version, target, true},
+      {Reply({1, 2, 0, 6, 2}), buildRelease, version, target, false},
+      {Reply({1, 2, 0, 6, 2}), buildRelease, version, Any, true},
+      {Reply({1, 2, 0, 6, unknown}), buildRelease, version, target, true},
+      {Reply({1, 2, 0, 6}), buildRelease, version, target, true},
+      {Reply({unknown, 0, 0, 6, 1}), buildRelease, version, target, true},
+      {Reply({0, 0}), buildDebug, version, target, false},
+      {Reply({1, 2}), buildDebug, version, target, true},
+      {Reply({0}), buildDebug, version, target, true},
+      {winsim::Bytes(7), buildDebug, version, target, true},
+      {{}, buildDebug, version, target, true},
+  };
+  for (const auto& item : cases) {
+    CAPTURE(item.reply.size());
+    session.behaviour.replies[Code].bytes = item.reply;
+    CHECK(IsDriverStateUpToDate(Device, Code, item.build, item.version, item.target) == item.upToDate);
+  }
+  // A reply that does not fit counts as an empty one.
+  session.behaviour.replies[Code].bytes = Reply({0, 0, 1, 0, 0, 0, 0});
+  CHECK(IsDriverStateUpToDate(Device, Code, buildRelease, version, target));
+  session.behaviour.replies[Code].error = 31;
+  CHECK_THROWS_AS(IsDriverStateUpToDate(Device, Code, buildRelease, version, target), File::Exception);
+  CHECK(session.behaviour.requests.back() == winsim::DeviceRequest{u"drvi", Code, {}});
+}

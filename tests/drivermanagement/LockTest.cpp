@@ -1,0 +1,84 @@
+#include "drivermanagement/Lock.h"
+
+#include <doctest/doctest.h>
+
+#include "support/SystemSession.h"
+#include "support/Threads.h"
+#include "system/Mutex.h"
+
+using namespace DriverManagement;
+using LCommon::System::Mutex;
+
+namespace {
+
+constexpr const wchar_t* Name = L"{E06A1434-144A-4C05-B8EA-F3E3F4216C47}";
+
+// Whether a thread other than the caller's gets the mutex of that name without waiting.
+bool IsFree(Mutex::NsType ns = Mutex::nsGlobal) {
+  bool taken = false;
+  RunOnThread([&] {
+    Mutex mutex(Name, ns, 0, nullptr);
+    taken = mutex.Wait(0, 0);
+    if (taken) mutex.Leave();
+  });
+  return taken;
+}
+
+}  // namespace
+
+TEST_CASE("the installation lock is one recursive mutex for everybody") {
+  SystemSession session;
+  Lock first;
+  Lock second;
+  CHECK(IsFree());
+  first.Enter();
+  second.Enter();
+  CHECK_FALSE(IsFree());
+  first.Leave();
+  CHECK_FALSE(IsFree());
+  second.Leave();
+  CHECK(IsFree());
+  CHECK_THROWS_AS(second.Leave(), Mutex::Exception);
+}
+
+TEST_CASE("a locker holds the lock to the end of its scope, however that ends") {
+  SystemSession session;
+  const auto lock = LMakeRef<Lock>();
+  {
+    const Locker locker(lock);
+    CHECK_FALSE(IsFree());
+  }
+  CHECK(IsFree());
+  try {
+    const Locker locker(lock);
+    throw 1;
+  } catch (int) {
+    CHECK(IsFree());
+  }
+  const Locker nothing{LPtrRef<Lock>()};
+  CHECK(IsFree());
+}
+
+TEST_CASE("a dead holder does not block the lock") {
+  SystemSession session;
+  const auto lock = LMakeRef<Lock>();
+  RunOnThread([&] { lock->Enter(); });
+  CHECK(IsFree());
+  const Locker locker(lock);
+  CHECK_FALSE(IsFree());
+}
+
+TEST_CASE("where the global name is refused the lock takes the plain one, any other failure passes") {
+  SystemSession session;
+  winsim::Gate& gate = session.Machine().gate;
+  gate.FailFunction("CreateMutexW", 5);
+  const auto lock = LMakeRef<Lock>();
+  const Locker locker(lock);
+  CHECK(IsFree(Mutex::nsGlobal));
+  CHECK_FALSE(IsFree(Mutex::nsDefault));
+
+  gate.FailFunction("CreateMutexW", 5, 2);
+  CHECK_THROWS_AS(LMakeRef<Lock>(), Mutex::AccessDeniedException);
+  gate.FailFunction("CreateMutexW", 8);
+  CHECK_THROWS_AS(LMakeRef<Lock>(), Mutex::Exception);
+}

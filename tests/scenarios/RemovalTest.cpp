@@ -1,0 +1,207 @@
+// Whole runs of the program, started by the service manager of simulated machines: what is left, what is
+// gone, and that nothing else has changed.
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "UnclaimedMachine.h"
+#include "support/Threads.h"
+
+using winsim::Settings;
+
+namespace {
+
+/// The traced calls of these functions, in order.
+Lines CallsOf(winsim::Machine& machine, std::initializer_list<std::string_view> functions) {
+  Lines calls;
+  for (const winsim::TraceEntry& entry : machine.gate.TakeTrace()) {
+    if (std::find(functions.begin(), functions.end(), entry.function) != functions.end()) {
+      calls.push_back(entry.Line());
+    }
+  }
+  return calls;
+}
+
+Lines ExistingServices(winsim::Machine& machine) {
+  Lines names;
+  for (const auto& [name, node] : machine.registry.Make(ServiceKey(u"")).Children()) {
+    names.push_back(winsim::ToUtf8(name) + (machine.services.IsMarked(name) ? " (marked)" : ""));
+  }
+  return names;
+}
+
+}  // namespace
+
+TEST_CASE("two starts take unclaimed drivers and the service away and change nothing else") {
+  const struct {
+    const char* name;
+    Settings settings;
+    bool deviceNodesGo;
+  } cases[] = {
+      {"Windows 10", Settings::Windows10(), true},
+      {"a 32-bit program on Windows 10", Settings::Windows10Wow64(), true},
+      {"Windows 2000", Settings::Windows2000(), true},
+      {"Windows NT 4, which has no setup functions", Settings::WindowsNt4(), false},
+  };
+  for (const auto& [name, settings, deviceNodesGo] : cases) {
+    CAPTURE(name);
+    UnclaimedMachine machine(settings);
+    machine->Start();
+    CHECK(ExistingServices(*machine) ==
+          Lines{"Eventlog", "kvaux02 (marked)", "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
+    machine.Restart();
+    const Lines left = machine.SinceBare();
+    CHECK(About(left, "LEGACY_KV").empty() == deviceNodesGo);
+    CHECK(left == About(left, "LEGACY_KV"));
+    CHECK(machine->leakedHandles == Lines{});
+  }
+}
+
+TEST_CASE("a claimed driver stays whole and loaded, with the service, and goes when its claim does") {
+  UnclaimedMachine machine;
+  machine->files.WriteFile(u"C:\\Program Files\\Client\\client.exe", "MZ");
+  ClaimByFile(*machine, u"kvvol02", u"client", u"C:\\Program Files\\Client\\client.exe");
+  const Lines claimed = About(Snapshot(*machine), "kvvol02");
+  ClaimByFile(*machine, u"kvvol02", u"gone", u"C:\\Program Files\\Gone\\gone.exe");
+
+  machine->Start();
+  machine.Restart();
+  CHECK(About(Snapshot(*machine), "kvvol02") == claimed);
+  CHECK(machine->devices.IsLoaded(u"kvvol02"));
+  CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvdel01", "kvvol02"});
+  CHECK(machine->Run(u"kvdel01.exe can-remove-now") == 1);
+
+  machine->files.Remove(u"C:\\Program Files\\Client");
+  CHECK(machine->Run(u"kvdel01.exe can-remove-now") == 1);  // a lapsed claim counts until a pass deletes it
+  machine.Restart();
+  machine.Restart();
+  CHECK(machine.SinceBare() == Lines{});
+}
+
+TEST_CASE("a claim bound to time keeps its driver for thirty days and not a moment longer") {
+  UnclaimedMachine machine;
+  const std::uint64_t claimedAt = machine->clock.Now();
+  ClaimByTime(*machine, u"kvenv01", u"usb-stick", claimedAt);
+  machine->clock.Set(claimedAt + 30 * Day - 1);
+  machine->Start();
+  CHECK(machine->services.Exists(u"kvenv01"));
+  machine->clock.Set(claimedAt + 30 * Day);
+  machine.Restart();
+  CHECK_FALSE(machine->services.Exists(u"kvenv01"));
+  CHECK_FALSE(machine->services.Exists(u"kvdel01"));
+}
+
+TEST_CASE("a claim whose file cannot be looked at keeps the driver") {
+  UnclaimedMachine machine;
+  machine->files.WriteFile(u"C:\\Private\\client.exe", "MZ");
+  machine->files.Deny(u"C:\\Private\\client.exe");
+  ClaimByFile(*machine, u"kvaux02", u"client", u"C:\\Private\\client.exe");
+  const Lines claimed = About(Snapshot(*machine), "kvaux02");
+  machine->Start();
+  CHECK(About(Snapshot(*machine), "kvaux02") == claimed);
+}
+
+TEST_CASE("drivers that were not installed on demand, or have no lifetime record, stay") {
+  UnclaimedMachine machine;
+  machine->registry.SetNumber(ServiceKey(u"kvlnk03") + u"\\LifeTime", u"Auto", 0);
+  machine->registry.DeleteTree(ServiceKey(u"kvlnk04") + u"\\LifeTime");
+  const auto kept = [&] {
+    const Lines lines = Snapshot(*machine);
+    Lines found = About(lines, "kvlnk03");
+    const Lines more = About(lines, "kvlnk04");
+    found.insert(found.end(), more.begin(), more.end());
+    return found;
+  };
+  const Lines before = kept();
+  machine->Start();
+  machine.Restart();
+  CHECK(kept() == before);
+  CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvdel01", "kvlnk03", "kvlnk04"});
+}
+
+TEST_CASE("without any driver the service removes itself, and its file goes with the restart") {
+  UnclaimedMachine machine;
+  for (const auto driver : ManagedDrivers) {
+    UninstallDriver(*machine, driver);
+  }
+  CHECK(machine->Run(u"kvdel01.exe can-remove-now") == 0);
+  machine->Start();
+  CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
+  CHECK(ExistingServices(*machine) == Lines{"Eventlog"});
+  CHECK(machine->files.Exists(u"C:\\Windows\\system32\\kvdel01.exe"));
+  machine.Restart();
+  CHECK(machine.SinceBare() == Lines{});
+}
+
+TEST_CASE("each driver is stopped, then its log source, entry and file go; the lock spans it all, redirection within") {
+  UnclaimedMachine machine(Settings::Windows10Wow64());
+  for (const auto driver : {u"kvlnk03", u"kvlnk04", u"kvvol02", u"kvaux02", u"kvenv01"}) {
+    UninstallDriver(*machine, driver);
+  }
+  machine->gate.StartTrace();
+  machine->Start();
+  const Lines calls =
+      CallsOf(*machine, {"CreateMutexW", "WaitForMultipleObjectsEx", "ReleaseMutex", "Wow64DisableWow64FsRedirection",
+                         "Wow64RevertWow64FsRedirection", "ControlService", "DeleteService", "RegDeleteKeyW",
+                         "DeleteFileW", "MoveFileExW", "SetupDiCallClassInstaller", "SetServiceStatus"});
+  CHECK(calls == Lines{
+                     "SetServiceStatus(4)",
+                     R"(CreateMutexW(0, "Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}"))",
+                     "WaitForMultipleObjectsEx(1, 1, 0xFFFFFFFF, 0)",
+                     "Wow64DisableWow64FsRedirection()",
+                     "ControlService(service kvenv01a, 1)",
+                     R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\System, "kvenv01a"))",
+                     "DeleteService(service kvenv01a)",
+                     "SetupDiCallClassInstaller(5, device set)",
+                     R"(DeleteFileW("C:\Windows\system32\drivers\kvenv01a.sys"))",
+                     R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\Application, "kvdel01"))",
+                     "DeleteService(service kvdel01)",
+                     R"(DeleteFileW("C:\Windows\system32\kvdel01.exe") = 5)",
+                     R"(MoveFileExW("C:\Windows\system32\kvdel01.exe", null, 4))",
+                     "Wow64RevertWow64FsRedirection()",
+                     R"(ReleaseMutex(mutex Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}))",
+                     "SetServiceStatus(1)",
+                 });
+}
+
+TEST_CASE("the pass waits for another program's installation, also for one that dies, and works on what it left") {
+  for (const bool dies : {false, true}) {
+    CAPTURE(dies);
+    UnclaimedMachine machine;
+    winsim::StartThread(machine->NewProcess(u"installer.exe"), [&] {
+      const HANDLE lock = CreateMutexW(nullptr, FALSE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
+      WaitForSingleObject(lock, INFINITE);
+      Pause(5000);  // the service starts and waits
+      ClaimByTime(*machine, u"kvenv01", u"client", machine->clock.Now());
+      if (!dies) ReleaseMutex(lock);
+      CloseHandle(lock);
+    });
+    machine->Start();
+    CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvaux02 (marked)", "kvdel01", "kvenv01",
+                                              "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
+    CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
+  }
+}
+
+TEST_CASE("a failure at one driver leaves it and those behind it for the next start, which finishes the job") {
+  const auto failing = [](UnclaimedMachine& machine, const char* how) {
+    CAPTURE(how);
+    machine->Start();
+    CHECK(ExistingServices(*machine) ==
+          Lines{"Eventlog", "kvaux02", "kvdel01", "kvenv01", "kvlnk03", "kvlnk04", "kvvol02"});
+    CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
+    CHECK(machine->services.Status(u"kvdel01").exitCode == 0);
+  };
+  UnclaimedMachine stuck;
+  stuck->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::staysPending;
+  failing(stuck, "the driver is in use and does not stop");
+  stuck->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::stops;
+  stuck.Restart();
+  stuck.Restart();
+  CHECK(stuck.SinceBare() == Lines{});
+
+  UnclaimedMachine refused;
+  refused->registry.Deny(ServiceKey(u"kvenv01"), KEY_READ);
+  failing(refused, "the registry refuses");
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "machine/ProgramImage.h"
+#include "support/Lines.h"
+#include "support/MachineSession.h"
+#include "support/ManagedMachine.h"
+
+
+/// A machine with the removal service and all six drivers, none of them claimed, which knows the program.
+class UnclaimedMachine {
+ public:
+  explicit UnclaimedMachine(winsim::Settings settings = winsim::Settings::Windows10())
+      : m_machine(MakeMachine(std::move(settings))) {
+    InstallWindowsKeys(*m_machine);
+    m_bare = Snapshot(*m_machine);
+    m_machine->programs[u"kvdel01.exe"] = winsim::LoadProgramImage(winsim::BesideThisProgram("kvdel01.so"));
+    InstallRemovalService(*m_machine);
+    for (const std::u16string_view driver : ManagedDrivers) {
+      InstallDriver(*m_machine, driver);
+    }
+  }
+
+  winsim::Machine& operator*() { return *m_machine; }
+  winsim::Machine* operator->() { return m_machine.get(); }
+
+  void Restart() {
+    m_machine->TurnOff();
+    m_machine->Start();
+  }
+  /// What distinguishes the disk from the machine before anything of the family was installed.
+  Lines SinceBare() { return Changes(m_bare, Snapshot(*m_machine)); }
+
+ private:
+  std::unique_ptr<winsim::Machine> m_machine;
+  Lines m_bare;
+};
+
+/// The lines in which `name` occurs.
+inline Lines About(const Lines& lines, std::string_view name) {
+  Lines found;
+  for (const std::string& line : lines) {
+    if (line.find(name) != line.npos) found.push_back(line);
+  }
+  return found;
+}

@@ -1,0 +1,122 @@
+#include "machine/CodePages.h"
+
+#include <doctest/doctest.h>
+
+#include "simulator/LastError.h"
+#include "support/MachineSession.h"
+
+using winsim::CodePage;
+
+TEST_CASE("every code page has its characters both ways") {
+  const struct {
+    std::uint32_t page;
+    std::string_view bytes;
+    std::u16string_view text;
+  } cases[] = {
+      {437, "A\x81\xFF", u"A\u00FC\u00A0"},
+      {850, "\x9B\xD1", u"\u00F8\u00D0"},
+      {1250, "\x8A", u"\u0160"},
+      {1251, "\xC0\xFF", u"\u0410\u044F"},
+      {1252, "\x80\x81\xE9", u"\u20AC\u0081\u00E9"},
+      {1253, "\xE1", u"\u03B1"},
+      {1254, "\xFD", u"\u0131"},
+      {1255, "\xE0", u"\u05D0"},
+      {1256, "\xC7", u"\u0627"},
+      {1257, "\xFE", u"\u017E"},
+      {1258, "\xFE", u"\u20AB"},
+      {932, "\\~\x83\x65\xB1", u"\\~\u30C6\uFF71"},
+      {936, "\xC4\xE3", u"\u4F60"},
+      {949, "\xB0\xA1", u"\uAC00"},
+      {950, "\xA4\x40", u"\u4E00"},
+      {65001, "\xC3\xA9\xF0\x9F\x98\x80", u"\u00E9\U0001F600"},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(test.page);
+    const auto& [number, bytes, text] = test;
+    const CodePage* const page = CodePage::Find(number);
+    REQUIRE(page != nullptr);
+    bool malformed = true;
+    bool substituted = true;
+    CHECK(winsim::ToUtf8(page->Decode(bytes, &malformed)) == winsim::ToUtf8(text));
+    CHECK(page->Encode(text, "?", &substituted) == bytes);
+    CHECK_FALSE((malformed || substituted));
+  }
+  CHECK(CodePage::Find(1259) == nullptr);
+}
+
+TEST_CASE("what a code page lacks is replaced and told") {
+  const struct {
+    std::uint32_t page;
+    std::string_view bytes;
+    std::u16string_view decoded;
+  } malformed[] = {{932, "a\x81", u"a\u30FB"},
+                   {932, std::string_view("\x81\0b", 3), std::u16string_view(u"\u30FB\0b", 3)},
+                   {936, "\x81\x20z", u"?z"},
+                   {65001, "a\xC3", u"a\uFFFD"}};
+  for (const auto& [page, bytes, decoded] : malformed) {
+    bool told = false;
+    CHECK(winsim::ToUtf8(CodePage::Find(page)->Decode(bytes, &told)) == winsim::ToUtf8(decoded));
+    CHECK(told);
+  }
+  const struct {
+    std::uint32_t page;
+    std::u16string_view text;
+    std::string_view encoded;
+  } missing[] = {{1252, u"x\u0416y", "x*y"}, {437, u"\U0001F600", "**"}, {65001, u"\xD800", "\xEF\xBF\xBD"}};
+  for (const auto& [page, text, encoded] : missing) {
+    bool told = false;
+    CHECK(CodePage::Find(page)->Encode(text, "*", &told) == encoded);
+    CHECK(told);
+  }
+}
+
+TEST_CASE("the conversion functions measure, convert and refuse as on Windows") {
+  winsim::Settings settings;
+  settings.ansiCodePage = 932;
+  MachineSession session(settings);
+  wchar_t wide[8] = {};
+  char narrow[8] = {};
+  const wchar_t text[] = {L'a', 0x30C6, 0};
+  const char bytes[] = "a\x83\x65";
+
+  const auto toWide = [&](UINT page, DWORD flags, const char* source, int length, wchar_t* target, int room) {
+    return FailureOf(0, [&] { return MultiByteToWideChar(page, flags, source, length, target, room); });
+  };
+  const auto toNarrow = [&](UINT page, DWORD flags, const wchar_t* source, int length, int room,
+                            const char* substitute = nullptr) {
+    return FailureOf(0, [&] {
+      return WideCharToMultiByte(page, flags, source, length, narrow, room, substitute, nullptr);
+    });
+  };
+  CHECK(MultiByteToWideChar(CP_ACP, 0, bytes, -1, nullptr, 0) == 3);
+  CHECK(MultiByteToWideChar(CP_ACP, 0, bytes, 3, wide, 2) == 2);
+  CHECK((wide[0] == L'a' && wide[1] == 0x30C6 && wide[2] == 0));
+  CHECK(MultiByteToWideChar(CP_OEMCP, 0, bytes, 3, wide, 8) == 3);
+  CHECK(WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr) == 4);
+  CHECK(WideCharToMultiByte(CP_ACP, 0, text, 2, narrow, 3, nullptr, nullptr) == 3);
+  CHECK(std::string(narrow) == bytes);
+  BOOL substituted = 7;
+  CHECK(WideCharToMultiByte(1252, 0, text, -1, narrow, 8, "_", &substituted) == 3);
+  CHECK((std::string(narrow) == "a_" && substituted == TRUE));
+
+  CHECK(toWide(CP_ACP, 0, bytes, -1, wide, 2) == ERROR_INSUFFICIENT_BUFFER);
+  CHECK(toWide(CP_ACP, 0, nullptr, -1, wide, 8) == ERROR_INVALID_PARAMETER);
+  CHECK(toWide(CP_ACP, 0, bytes, 0, wide, 8) == ERROR_INVALID_PARAMETER);
+  CHECK(toWide(CP_ACP, 0, bytes, 1, wide, -1) == ERROR_INVALID_PARAMETER);
+  CHECK(toWide(CP_ACP, 0, bytes, 1, nullptr, 8) == ERROR_INVALID_PARAMETER);
+  CHECK(toWide(12345, 0, bytes, 1, wide, 8) == ERROR_INVALID_PARAMETER);
+  CHECK(toWide(CP_ACP, 0x40, bytes, 1, wide, 8) == ERROR_INVALID_FLAGS);
+  CHECK(toWide(CP_UTF8, 1, bytes, 1, wide, 8) == ERROR_INVALID_FLAGS);
+  CHECK(toWide(CP_ACP, MB_ERR_INVALID_CHARS, "\x83", 1, wide, 8) == ERROR_NO_UNICODE_TRANSLATION);
+  CHECK(toNarrow(CP_ACP, 0, text, -1, 3) == ERROR_INSUFFICIENT_BUFFER);
+  CHECK(toNarrow(CP_UTF8, 0, text, -1, 8, "?") == ERROR_INVALID_PARAMETER);
+  CHECK(toNarrow(CP_ACP, 0x80, text, -1, 8) == ERROR_INVALID_FLAGS);
+
+  CPINFO information = {};
+  CHECK(GetCPInfo(CP_ACP, &information) == TRUE);
+  CHECK((information.MaxCharSize == 2 && information.DefaultChar[0] == '?'));
+  const BYTE ranges[] = {0x81, 0x9F, 0xE0, 0xFC, 0, 0};
+  CHECK(std::equal(std::begin(ranges), std::end(ranges), information.LeadByte));
+  CHECK(FailureOf(FALSE, [&] { return GetCPInfo(5, &information); }) == ERROR_INVALID_PARAMETER);
+  CHECK((GetACP() == 932 && GetOEMCP() == 437 && AreFileApisANSI() == TRUE));
+}

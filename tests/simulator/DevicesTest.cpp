@@ -1,0 +1,183 @@
+#include <doctest/doctest.h>
+
+#include "simulator/LastError.h"
+#include "support/MachineSession.h"
+
+using winsim::Bytes;
+using winsim::Devices;
+using winsim::DriverBehaviour;
+
+namespace {
+
+constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+struct WithDriver : MachineSession {
+  WithDriver() : devices(Machine().devices), behaviour(devices.Behaviour(u"kvenv01")) {
+    Machine().files.WriteFile(Image, "image");
+  }
+  ~WithDriver() { devices.UnloadAll(); }
+
+  void Load() { REQUIRE(devices.Load(u"kvenv01", Image) == 0); }
+
+  const std::u16string Image = u"C:\\Windows\\system32\\drivers\\kvenv01.sys";
+  Devices& devices;
+  DriverBehaviour& behaviour;
+};
+
+HANDLE OpenDevice(const wchar_t* name) {
+  return CreateFileW(name, GENERIC_READ, ShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+DWORD OpenError(const wchar_t* name) {
+  return FailureOf(INVALID_HANDLE_VALUE, [&] {
+    const HANDLE device = OpenDevice(name);
+    CHECK((device == INVALID_HANDLE_VALUE || CloseHandle(device) == TRUE));
+    return device;
+  });
+}
+
+}  // namespace
+
+TEST_CASE("a driver's devices are there while it is loaded") {
+  WithDriver session;
+  Devices& devices = session.devices;
+  const wchar_t* const names[] = {L"\\\\.\\kvenv01", L"\\\\.\\KVENV01I", L"\\\\?\\kvenv01", L"\\\\.\\extra"};
+  session.behaviour.furtherDevices = {u"extra"};
+  session.behaviour.loadError = 31;
+  CHECK(devices.Load(u"kvenv01", session.Image) == 31);
+  session.behaviour.loadError = 0;
+  CHECK(devices.Load(u"kvenv01", u"C:\\none.sys") == ERROR_FILE_NOT_FOUND);
+  for (const wchar_t* const name : names) {
+    CHECK(OpenError(name) == ERROR_FILE_NOT_FOUND);
+  }
+  session.Load();
+  CHECK(devices.Load(u"KVENV01", session.Image) == ERROR_SERVICE_ALREADY_RUNNING);
+  for (const wchar_t* const name : names) {
+    CHECK(OpenError(name) == Untouched);
+  }
+  CHECK(OpenError(L"\\\\.\\kvenv01\\x") == ERROR_PATH_NOT_FOUND);
+  CHECK(FailureOf(INVALID_FILE_ATTRIBUTES, [] { return GetFileAttributesW(L"\\\\.\\kvenv01"); }) ==
+        ERROR_INVALID_FUNCTION);
+  CHECK(FailureOf(FALSE, [] { return DeleteFileW(L"C:\\Windows\\system32\\drivers\\kvenv01.sys"); }) ==
+        ERROR_ACCESS_DENIED);
+  for (const DWORD error : {0xE0000001u, 0xE0000004u, 5u}) {
+    session.behaviour.openErrors = {{u"KVENV01", error}};
+    CHECK(OpenError(L"\\\\.\\kvenv01") == error);
+    CHECK(OpenError(L"\\\\.\\kvenv01i") == Untouched);
+  }
+  devices.UnloadAll();
+  CHECK(OpenError(L"\\\\.\\kvenv01i") == ERROR_FILE_NOT_FOUND);
+  CHECK(DeleteFileW(L"C:\\Windows\\system32\\drivers\\kvenv01.sys") == TRUE);
+}
+
+TEST_CASE("a driver stops, refuses, or stays until its last device is closed") {
+  WithDriver session;
+  Devices& devices = session.devices;
+  CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::stopped);
+  session.Load();
+  SUBCASE("as it is told") {
+    session.behaviour.stop = DriverBehaviour::Stop::refuses;
+    CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::refused);
+    CHECK_FALSE(devices.IsStopPending(u"kvenv01"));
+    session.behaviour.stop = DriverBehaviour::Stop::staysPending;
+    CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::pending);
+    CHECK((devices.IsStopPending(u"kvenv01") && devices.IsLoaded(u"kvenv01")));
+    CHECK(OpenError(L"\\\\.\\kvenv01i") == Untouched);
+    session.behaviour.stop = DriverBehaviour::Stop::stops;
+    CHECK(devices.Stop(u"Kvenv01") == Devices::StopResult::stopped);
+    CHECK(devices.Loaded().empty());
+  }
+  SUBCASE("with an open device") {
+    const HANDLE device = OpenDevice(L"\\\\.\\kvenv01i");
+    CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::pending);
+    CHECK(OpenError(L"\\\\.\\kvenv01") == ERROR_FILE_NOT_FOUND);
+    CHECK(devices.IsLoaded(u"kvenv01"));
+    CHECK(CloseHandle(device) == TRUE);
+    CHECK_FALSE(devices.IsLoaded(u"kvenv01"));
+  }
+  SUBCASE("taken away under an open device and loaded anew") {
+    const HANDLE device = OpenDevice(L"\\\\.\\kvenv01i");
+    devices.Unload(u"kvenv01");
+    session.Load();
+    DWORD returned = 9;
+    CHECK(FailureOf(FALSE, [&] {
+            return DeviceIoControl(device, 1, nullptr, 0, nullptr, 0, &returned, nullptr);
+          }) == 31);
+    CHECK(CloseHandle(device) == TRUE);
+    CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::stopped);
+  }
+}
+
+TEST_CASE("a device answers control codes as far as the buffer reaches") {
+  constexpr DWORD Code = 0x91012400;
+  const Bytes answer = {1, 2, 3, 4, 5, 6, 7, 8};
+  const struct {
+    winsim::DeviceReply reply;
+    DWORD room;
+    DWORD error;
+    DWORD returned;
+  } cases[] = {
+      {{answer, {}, 0}, 8, Untouched, 8},       {{answer, {}, 0}, 24, Untouched, 8},
+      {{answer, {}, 0}, 7, ERROR_MORE_DATA, 7}, {{answer, {}, 0}, 0, ERROR_MORE_DATA, 0},
+      {{answer, 0, 0}, 5, Untouched, 5},        {{answer, 300, 0}, 256, ERROR_MORE_DATA, 8},
+      {{answer, 300, 0}, 512, Untouched, 8},    {{answer, {}, 0xE0000001}, 24, 0xE0000001, 0},
+      {{{}, {}, 0}, 24, Untouched, 0},
+  };
+  WithDriver session;
+  session.Load();
+  const HANDLE device = OpenDevice(L"\\\\.\\kvenv01i");
+  const auto control = [&](HANDLE handle, DWORD code, const Bytes& input, Bytes& output, DWORD& returned) {
+    return ErrorOf([&] {
+      DeviceIoControl(handle, code, input.empty() ? nullptr : const_cast<std::uint8_t*>(input.data()),
+                      static_cast<DWORD>(input.size()), output.empty() ? nullptr : output.data(),
+                      static_cast<DWORD>(output.size()), &returned, nullptr);
+    });
+  };
+  std::vector<winsim::DeviceRequest> expected;
+  for (const auto& test : cases) {
+    CAPTURE(test.room);
+    session.behaviour.replies[Code] = test.reply;
+    const Bytes input(test.room % 4, 0x5A);
+    Bytes output(test.room, 0xCC);
+    DWORD returned = 99;
+    CHECK(control(device, Code, input, output, returned) == test.error);
+    CHECK(returned == test.returned);
+    Bytes filled(test.room, 0xCC);
+    std::copy_n(answer.begin(), test.returned, filled.begin());
+    CHECK(output == filled);
+    expected.push_back({u"kvenv01i", Code, input});
+  }
+  CHECK(session.behaviour.requests == expected);
+
+  Bytes output;
+  DWORD returned = 99;
+  CHECK(control(device, 7, {}, output, returned) == ERROR_INVALID_FUNCTION);
+  session.behaviour.otherCodes = 0;
+  CHECK(control(device, 7, {}, output, returned) == Untouched);
+  CHECK(FailureOf(FALSE, [&] {
+          return DeviceIoControl(device, 7, nullptr, 4, nullptr, 0, &returned, nullptr);
+        }) == ERROR_NOACCESS);
+  CHECK(FailureOf(INVALID_FILE_SIZE, [&] { return GetFileSize(device, nullptr); }) == ERROR_INVALID_FUNCTION);
+  CHECK(FailureOf(static_cast<HANDLE>(nullptr), [&] {
+          return CreateFileMappingW(device, nullptr, PAGE_READONLY, 0, 0, nullptr);
+        }) == ERROR_BAD_EXE_FORMAT);
+  CHECK(CloseHandle(device) == TRUE);
+  CHECK(control(device, 7, {}, output, returned) == ERROR_INVALID_HANDLE);
+  const HANDLE file = CreateFileW(L"C:\\f", GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+  CHECK(control(file, 7, {}, output, returned) == ERROR_INVALID_FUNCTION);
+  CHECK(CloseHandle(file) == TRUE);
+}
+
+TEST_CASE("a power loss leaves the driver to the restart") {
+  WithDriver session;
+  session.Load();
+  const HANDLE device = OpenDevice(L"\\\\.\\kvenv01");
+  CHECK(session.devices.Stop(u"kvenv01") == Devices::StopResult::pending);
+  session.Machine().gate.CutPowerAt(1);
+  CHECK(FailureOf(FALSE, [&] { return CloseHandle(device); }) == ERROR_NOT_READY);
+  session.Process().handles.CloseAll();
+  CHECK(session.devices.IsLoaded(u"kvenv01"));
+  session.devices.UnloadAll();
+  session.Machine().gate.Restore();
+  CHECK_FALSE(session.devices.IsLoaded(u"kvenv01"));
+}

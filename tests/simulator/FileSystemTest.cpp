@@ -1,0 +1,540 @@
+#include <doctest/doctest.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "simulator/LastError.h"
+#include "support/MachineSession.h"
+
+using winsim::FromWide;
+using winsim::Settings;
+using winsim::ToUtf8;
+
+namespace {
+
+constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD BackupSemantics = 0x02000000;
+
+/// What opening leaves as the last error; the handle, if there is one, is closed again.
+DWORD OpenError(const wchar_t* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0,
+                bool* opened = nullptr) {
+  return ErrorOf([&] {
+    const HANDLE file = CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
+    const DWORD error = GetLastError();
+    if (opened != nullptr) {
+      *opened = file != INVALID_HANDLE_VALUE;
+    }
+    if (file != INVALID_HANDLE_VALUE) {
+      CHECK(CloseHandle(file) == TRUE);
+    }
+    SetLastError(error);
+  });
+}
+
+HANDLE Open(const wchar_t* name, DWORD access, DWORD share) {
+  const HANDLE file = CreateFileW(name, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+  REQUIRE(file != INVALID_HANDLE_VALUE);
+  return file;
+}
+
+DWORD DeleteError(const wchar_t* name) {
+  return ErrorOf([&] { DeleteFileW(name); });
+}
+
+DWORD MoveError(const wchar_t* source, const wchar_t* target, DWORD flags) {
+  return ErrorOf([&] { MoveFileExW(source, target, flags); });
+}
+
+DWORD AttributesError(const wchar_t* name) {
+  return FailureOf(INVALID_FILE_ATTRIBUTES, [&] { return GetFileAttributesW(name); });
+}
+
+std::string Text(const winsim::Bytes& bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+std::string Listing(winsim::FileSystem& files, const char16_t* folder) {
+  std::string result;
+  for (const std::u16string& path : files.List(folder)) {
+    result += (result.empty() ? "" : " ") + ToUtf8(path);
+  }
+  return result;
+}
+
+}  // namespace
+
+TEST_CASE("every disposition does what it says on a file, a missing one and a folder") {
+  enum class What { file, readOnly, hidden, missing, folder };
+  static const struct {
+    What what;
+    DWORD disposition;
+    DWORD access;
+    DWORD flags;
+    bool opens;
+    DWORD error;
+    const char* contentsAfter;
+    DWORD attributesAfter;
+  } cases[] = {
+      {What::file, CREATE_NEW, GENERIC_READ, 0, false, 80, "old", 0x20},
+      {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x80, true, 183, "", 0x20},
+      {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x03, true, 183, "", 0x23},
+      {What::file, OPEN_EXISTING, GENERIC_READ, 0x02, true, 0, "old", 0x20},
+      {What::file, OPEN_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "old", 0x20},
+      {What::file, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x20},
+      {What::file, TRUNCATE_EXISTING, GENERIC_READ, 0, false, 87, "old", 0x20},
+      {What::file, 0, GENERIC_READ, 0, false, 87, "old", 0x20},
+      {What::file, 6, GENERIC_READ, 0, false, 87, "old", 0x20},
+      {What::readOnly, OPEN_EXISTING, GENERIC_READ, 0, true, 0, "old", 0x21},
+      {What::readOnly, OPEN_EXISTING, GENERIC_WRITE, 0, false, 5, "old", 0x21},
+      {What::readOnly, CREATE_ALWAYS, GENERIC_READ, 0x01, false, 5, "old", 0x21},
+      {What::readOnly, OPEN_EXISTING, DELETE, 0, true, 0, "old", 0x21},
+      {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x80, false, 5, "old", 0x02},
+      {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "", 0x22},
+      {What::hidden, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x02},
+      {What::missing, CREATE_NEW, GENERIC_WRITE, 0x80, true, 0, "", 0x20},
+      {What::missing, CREATE_ALWAYS, GENERIC_WRITE, 0x01, true, 0, "", 0x21},
+      {What::missing, OPEN_ALWAYS, GENERIC_READ, 0x12, true, 0, "", 0x22},
+      {What::missing, OPEN_EXISTING, GENERIC_READ, 0, false, 2, "", 0xFFFFFFFF},
+      {What::missing, TRUNCATE_EXISTING, GENERIC_WRITE, 0, false, 2, "", 0xFFFFFFFF},
+      {What::folder, OPEN_EXISTING, GENERIC_READ, 0, false, 5, "", 0x10},
+      {What::folder, OPEN_EXISTING, GENERIC_READ, BackupSemantics, true, 0, "", 0x10},
+      {What::folder, CREATE_NEW, GENERIC_WRITE, 0, false, 80, "", 0x10},
+      {What::folder, CREATE_ALWAYS, GENERIC_WRITE, 0, false, 5, "", 0x10},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(static_cast<int>(test.what));
+    CAPTURE(test.disposition);
+    CAPTURE(test.access);
+    CAPTURE(test.flags);
+    MachineSession session;
+    winsim::FileSystem& files = session.Machine().files;
+    if (test.what == What::folder) {
+      files.MakeFolder(u"C:\\it");
+    } else if (test.what != What::missing) {
+      files.WriteFile(u"C:\\it", "old").attributes = test.what == What::readOnly ? 0x21
+                                                     : test.what == What::hidden ? 0x02
+                                                                                 : 0x20;
+    }
+    bool opened = false;
+    CHECK(OpenError(L"C:\\it", test.access, 0, test.disposition, test.flags, &opened) == test.error);
+    CHECK(opened == test.opens);
+    CHECK(Text(files.Read(u"C:\\it")) == test.contentsAfter);
+    CHECK(files.Attributes(u"C:\\it") == test.attributesAfter);
+  }
+}
+
+TEST_CASE("names that lead nowhere fail with the error of what is missing") {
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  files.WriteFile(u"C:\\dir\\File.txt", "12345");
+  files.AddDrive(u'D', DRIVE_CDROM, false);
+  files.AddShare(u"\\\\srv\\share", u"C:\\dir");
+  files.Substitute(u'X', u"C:\\dir");
+  session.Process().currentDirectory = u"C:\\dir";
+  static const struct {
+    const wchar_t* name;
+    DWORD open;
+    DWORD attributes;
+    DWORD find;
+    DWORD remove;
+  } cases[] = {
+      {L"C:\\dir\\none", 2, 2, 2, 2},
+      {L"C:\\none\\file", 3, 3, 3, 3},
+      {L"C:\\dir\\file.txt\\x", 3, 3, 267, 3},
+      {L"C:\\dir\\file.txt\\", 123, 123, 267, 123},
+      {L"C:\\dir\\none\\", 2, 2, 3, 2},
+      {L"C:\\dir\\", 3, Untouched, 2, 5},
+      {L"C:\\dir", 5, Untouched, Untouched, 5},
+      {L"C:\\", 3, Untouched, 2, 5},
+      {L"C:\\di|r\\x", 123, 123, 123, 123},
+      {L"C:\\dir\\a:b", 123, 123, 123, 123},
+      {L"C:\\dir\\fil*", 123, 123, Untouched, 123},
+      {L"C:\\none*\\x", 123, 123, 123, 123},
+      {L"\\\\?\\C:\\dir/file.txt", 123, 123, 123, 123},
+      {L"\\\\?\\C:\\dir\\..\\dir\\file.txt", 123, 123, 123, 123},
+      {L"Q:\\file", 3, 3, 3, 3},
+      {L"D:\\file", 21, 21, 21, 21},
+      {L"\\\\none\\share\\f", 53, 53, 53, 53},
+      {L"\\\\srv\\none\\f", 67, 67, 67, 67},
+      {L"\\\\.\\nodevice", 2, 2, 2, 2},
+      {L"", 3, 3, 3, 3},
+      {nullptr, 3, 3, 3, 3},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(ToUtf8(FromWide(test.name)));
+    CHECK(OpenError(test.name, GENERIC_READ, ShareAll, OPEN_EXISTING) == test.open);
+    CHECK(AttributesError(test.name) == test.attributes);
+    WIN32_FIND_DATAW data;
+    CHECK(FailureOf(INVALID_HANDLE_VALUE, [&] {
+            const HANDLE find = FindFirstFileW(test.name, &data);
+            CHECK((find == INVALID_HANDLE_VALUE || FindClose(find) == TRUE));
+            return find;
+          }) == test.find);
+    CHECK(DeleteError(test.name) == test.remove);
+  }
+  for (const wchar_t* const name :
+       {L"c:\\DIR\\file.TXT", L"C:/dir/file.txt", L"C:\\dir\\x\\..\\File.txt. .", L"file.txt", L"C:file.txt",
+        L"\\dir\\file.txt", L"\\\\?\\C:\\dir\\file.txt", L"\\\\.\\C:\\dir\\file.txt",
+        L"\\??\\C:\\dir\\file.txt", L"X:\\file.txt", L"\\\\SRV\\SHARE\\file.txt",
+        L"\\\\?\\UNC\\srv\\share\\file.txt"}) {
+    CAPTURE(ToUtf8(FromWide(name)));
+    CHECK(OpenError(name, GENERIC_READ, 0, OPEN_EXISTING) == 0);
+  }
+  CHECK(OpenError(L"C:\\dir\\new\\", GENERIC_WRITE, 0, CREATE_NEW) == ERROR_INVALID_NAME);
+  CHECK(FailureOf(FALSE, [] { return FindClose(INVALID_HANDLE_VALUE); }) == ERROR_INVALID_HANDLE);
+}
+
+TEST_CASE("a search gives the first name in order with what the file is") {
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  winsim::FileNode& node = files.WriteFile(u"C:\\dir\\b.sys", "12345");
+  node.times = {1, 0x2'0000'0003, 4};
+  node.attributes = 0;
+  files.MakeFolder(u"C:\\dir\\A");
+  const auto first = [](const wchar_t* pattern) {
+    WIN32_FIND_DATAW data;
+    const HANDLE find = FindFirstFileW(pattern, &data);
+    REQUIRE(find != INVALID_HANDLE_VALUE);
+    CHECK(FailureOf(FALSE, [&] { return CloseHandle(find); }) == ERROR_INVALID_HANDLE);
+    CHECK(FindClose(find) == TRUE);
+    return data;
+  };
+  const WIN32_FIND_DATAW data = first(L"C:\\dir\\B.SYS");
+  CHECK(ToUtf8(FromWide(data.cFileName)) == "b.sys");
+  CHECK(
+      (data.dwFileAttributes == FILE_ATTRIBUTE_NORMAL && data.nFileSizeLow == 5 && data.nFileSizeHigh == 0));
+  CHECK((data.ftCreationTime.dwLowDateTime == 1 && data.ftLastAccessTime.dwHighDateTime == 2 &&
+         data.ftLastAccessTime.dwLowDateTime == 3 && data.ftLastWriteTime.dwLowDateTime == 4));
+  CHECK(ToUtf8(FromWide(first(L"C:\\dir\\*").cFileName)) == ".");
+  CHECK(ToUtf8(FromWide(first(L"C:\\dir\\?").cFileName)) == "A");
+  CHECK(ToUtf8(FromWide(first(L"C:\\dir\\*.s*").cFileName)) == "b.sys");
+  CHECK(ToUtf8(FromWide(first(L"C:\\*").cFileName)) == "dir");
+  CHECK(first(L"C:\\di?").dwFileAttributes == FILE_ATTRIBUTE_DIRECTORY);
+}
+
+TEST_CASE("two openings go together when each shares what the other does") {
+  static const struct {
+    DWORD access;
+    DWORD share;
+    DWORD secondAccess;
+    DWORD secondShare;
+    DWORD error;
+  } cases[] = {
+      {GENERIC_READ, 0, GENERIC_READ, FILE_SHARE_READ, 32},
+      {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 0},
+      {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, 0, 32},
+      {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, ShareAll, 32},
+      {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_READ, 32},
+      {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_WRITE, 0},
+      {GENERIC_EXECUTE, FILE_SHARE_WRITE, GENERIC_WRITE, FILE_SHARE_READ, 0},
+      {GENERIC_READ, FILE_SHARE_READ, DELETE, ShareAll, 32},
+      {DELETE, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 32},
+      {GENERIC_READ, 0, 0, 0, 0},
+      {0, 0, GENERIC_ALL, 0, 0},
+  };
+  MachineSession session;
+  session.Machine().files.WriteFile(u"C:\\f", "x");
+  for (const auto& test : cases) {
+    CAPTURE(test.access);
+    CAPTURE(test.share);
+    CAPTURE(test.secondAccess);
+    CAPTURE(test.secondShare);
+    const HANDLE first = Open(L"C:\\f", test.access, test.share);
+    CHECK(OpenError(L"C:\\f", test.secondAccess, test.secondShare, OPEN_EXISTING) == test.error);
+    CHECK(CloseHandle(first) == TRUE);
+    CHECK(OpenError(L"C:\\f", test.secondAccess, test.secondShare, OPEN_EXISTING) == 0);
+  }
+}
+
+TEST_CASE("a deletion is refused, done, or waits for the last handle") {
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  files.WriteFile(u"C:\\f", "x");
+  const auto isThere = [&] { return files.Exists(u"C:\\f"); };
+
+  SUBCASE("an open file that is not shared for deletion") {
+    const HANDLE file = Open(L"C:\\f", GENERIC_READ, FILE_SHARE_READ);
+    CHECK(DeleteError(L"C:\\f") == ERROR_SHARING_VIOLATION);
+    CHECK(CloseHandle(file) == TRUE);
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+    CHECK_FALSE(isThere());
+  }
+  SUBCASE("an open file that is") {
+    const HANDLE file = Open(L"C:\\f", GENERIC_READ, ShareAll);
+    const HANDLE other = Open(L"C:\\f", GENERIC_READ, ShareAll);
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+    for (const DWORD error :
+         {OpenError(L"C:\\f", GENERIC_READ, ShareAll, OPEN_EXISTING), AttributesError(L"C:\\f"),
+          DeleteError(L"C:\\f"), MoveError(L"C:\\f", L"C:\\g", 0)}) {
+      CHECK(error == ERROR_ACCESS_DENIED);
+    }
+    CHECK(CloseHandle(file) == TRUE);
+    CHECK(isThere());
+    CHECK(CloseHandle(other) == TRUE);
+    CHECK_FALSE(isThere());
+  }
+  SUBCASE("a power loss in between keeps the file") {
+    const HANDLE file = Open(L"C:\\f", GENERIC_READ, ShareAll);
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+    session.Machine().gate.CutPowerAt(1);
+    CHECK(FailureOf(FALSE, [&] { return CloseHandle(file); }) == ERROR_NOT_READY);
+    session.Process().End(0);
+    session.Machine().gate.Restore();
+    CHECK(isThere());
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+    CHECK_FALSE(isThere());
+  }
+  SUBCASE("a read-only file") {
+    CHECK(SetFileAttributesW(L"C:\\f", FILE_ATTRIBUTE_READONLY) == TRUE);
+    CHECK(DeleteError(L"C:\\f") == ERROR_ACCESS_DENIED);
+    CHECK(SetFileAttributesW(L"C:\\f", 0) == TRUE);
+    CHECK(GetFileAttributesW(L"C:\\f") == FILE_ATTRIBUTE_NORMAL);
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+  }
+  SUBCASE("an image in use") {
+    auto use = files.UseImage(u"c:\\F");
+    const auto secondUse = files.UseImage(u"C:\\f");
+    CHECK(files.UseImage(u"C:\\none") == nullptr);
+    CHECK(DeleteError(L"C:\\f") == ERROR_ACCESS_DENIED);
+    CHECK(OpenError(L"C:\\f", GENERIC_WRITE, ShareAll, OPEN_EXISTING) == ERROR_SHARING_VIOLATION);
+    CHECK(OpenError(L"C:\\f", GENERIC_READ, 0, OPEN_EXISTING) == 0);
+    CHECK(MoveError(L"C:\\f", L"C:\\g", 0) == Untouched);
+    use.reset();
+    CHECK(DeleteError(L"C:\\g") == ERROR_ACCESS_DENIED);
+  }
+  SUBCASE("refused paths") {
+    files.WriteFile(u"C:\\dir\\f", "x");
+    files.Deny(u"c:\\F");
+    files.Deny(u"C:\\dir");
+    files.Deny(u"C:\\new");
+    WIN32_FIND_DATAW data;
+    for (const DWORD error :
+         {DeleteError(L"C:\\f"), AttributesError(L"C:\\f"), MoveError(L"C:\\f", L"C:\\g", 0),
+          ErrorOf([] { SetFileAttributesW(L"C:\\f", 0); }), OpenError(L"C:\\f", 0, ShareAll, OPEN_EXISTING),
+          OpenError(L"C:\\new", GENERIC_WRITE, 0, CREATE_NEW),
+          OpenError(L"C:\\dir\\g", GENERIC_WRITE, 0, OPEN_ALWAYS),
+          ErrorOf([&] { FindFirstFileW(L"C:\\dir\\f", &data); })}) {
+      CHECK(error == ERROR_ACCESS_DENIED);
+    }
+    CHECK(OpenError(L"C:\\dir\\f", GENERIC_READ, 0, OPEN_EXISTING) == 0);
+    files.Allow(u"C:\\F");
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+  }
+}
+
+TEST_CASE("an open file is written, measured and dated through its handle") {
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  const HANDLE file = CreateFileW(L"C:\\f", GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE reader = [&] {
+    files.WriteFile(u"C:\\r", "abc");
+    return Open(L"C:\\r", GENERIC_READ, ShareAll);
+  }();
+  DWORD written = 9;
+  CHECK((WriteFile(file, "hello ", 6, &written, nullptr) == TRUE && written == 6));
+  CHECK((WriteFile(file, "world", 5, &written, nullptr) == TRUE && written == 5));
+  OVERLAPPED position = {};
+  position.Offset = 13;
+  CHECK(WriteFile(file, "!", 1, &written, &position) == TRUE);
+  CHECK(Text(files.Read(u"C:\\f")) == std::string("hello world\0\0!", 14));
+  DWORD high = 9;
+  CHECK((GetFileSize(file, &high) == 14 && high == 0));
+  files.AddHostFile(u"C:\\big", "/nonexistent", 0x1'FFFF'FFFF);
+  const HANDLE big = Open(L"C:\\big", GENERIC_READ, ShareAll);
+  CHECK(ErrorOf([&] { CHECK((GetFileSize(big, &high) == INVALID_FILE_SIZE && high == 1)); }) == 0);
+
+  const FILETIME one = {1, 0};
+  const FILETIME keep = {0, 0};
+  const FILETIME stop = {0xFFFFFFFF, 0xFFFFFFFF};
+  const FILETIME impossible = {0, 0x80000000};
+  files.Find(u"C:\\f")->times = {7, 8, 9};
+  CHECK(SetFileTime(file, &one, &keep, nullptr) == TRUE);
+  CHECK(files.Find(u"C:\\f")->times == winsim::FileTimes{1, 8, 9});
+  CHECK(SetFileTime(file, &stop, nullptr, &one) == TRUE);
+  CHECK(FailureOf(FALSE, [&] { return SetFileTime(file, &keep, &one, &impossible); }) ==
+        ERROR_INVALID_PARAMETER);
+  CHECK(files.Find(u"C:\\f")->times == winsim::FileTimes{1, 8, 1});
+
+  CHECK(FailureOf(FALSE, [&] { return WriteFile(reader, "x", 1, &written, nullptr); }) ==
+        ERROR_ACCESS_DENIED);
+  CHECK(written == 0);
+  CHECK(FailureOf(FALSE, [&] { return SetFileTime(reader, &one, &one, &one); }) == ERROR_ACCESS_DENIED);
+  for (const HANDLE open : {file, reader, big}) {
+    CHECK(CloseHandle(open) == TRUE);
+    CHECK(FailureOf(INVALID_FILE_SIZE, [&] { return GetFileSize(open, nullptr); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf(FALSE, [&] { return WriteFile(open, "x", 1, &written, nullptr); }) ==
+          ERROR_INVALID_HANDLE);
+    CHECK(FailureOf(FALSE, [&] { return SetFileTime(open, &one, &one, &one); }) == ERROR_INVALID_HANDLE);
+  }
+}
+
+TEST_CASE("a file of the host is read when it is needed and never written") {
+  const std::string path = std::string(std::tmpnam(nullptr)) + ".host";
+  const auto write = [&](const char* text) { std::ofstream(path, std::ios::binary) << text; };
+  write("host");
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  winsim::FileNode& node = files.AddHostFile(u"C:\\f", path, 4);
+  CHECK(node.Size() == 4);
+  CHECK(Text(files.Read(u"C:\\f")) == "host");
+  CHECK(node.HostPath() == path);
+  const HANDLE file = Open(L"C:\\f", GENERIC_WRITE, 0);
+  DWORD written = 0;
+  CHECK(WriteFile(file, "ly", 2, &written, nullptr) == TRUE);
+  CHECK(CloseHandle(file) == TRUE);
+  CHECK((Text(node.Contents()) == "lyst" && node.HostPath().empty()));
+  write("longer");
+  CHECK_THROWS_AS(files.AddHostFile(u"C:\\g", path, 4).Contents(), std::runtime_error);
+  CHECK_THROWS_AS(files.AddHostFile(u"C:\\g", path, 7).Contents(), std::runtime_error);
+  std::remove(path.c_str());
+}
+
+TEST_CASE("32-bit programs find their system folder where the system's is, unless they say otherwise") {
+  static const char* const cases[][2] = {
+      {"C:\\Windows\\System32\\f", "C:\\Windows\\SysWOW64\\f"},
+      {"c:\\windows\\system32\\drivers\\f", "c:\\windows\\SysWOW64\\drivers\\f"},
+      {"\\\\?\\C:\\Windows\\system32\\f", "C:\\Windows\\SysWOW64\\f"},
+      {"f", "C:\\Windows\\SysWOW64\\f"},
+      {"C:\\Windows\\Sysnative\\f", "C:\\Windows\\system32\\f"},
+      {"C:\\Windows\\system32\\drivers\\etc\\f", "C:\\Windows\\system32\\drivers\\etc\\f"},
+      {"C:\\Windows\\system32\\spool\\f", "C:\\Windows\\system32\\spool\\f"},
+      {"C:\\Windows\\system32x\\f", "C:\\Windows\\system32x\\f"},
+      {"C:\\Windows\\regedit.exe", "C:\\Windows\\SysWOW64\\regedit.exe"},
+      {"C:\\other\\system32\\f", "C:\\other\\system32\\f"},
+  };
+  for (const bool redirected : {true, false}) {
+    for (const auto& [name, where] : cases) {
+      CAPTURE(name);
+      MachineSession session(Settings::Windows10Wow64());
+      session.Thread().redirectionDisabled = !redirected;
+      winsim::FileSystem& files = session.Machine().files;
+      files.WriteFile(redirected ? winsim::FromUtf8(where) : u"C:\\Windows\\System32\\f", "");
+      std::string given = name;
+      if (!redirected && given != "f" && given != cases[0][0]) {
+        continue;
+      }
+      CHECK(GetFileAttributesA(name) == FILE_ATTRIBUTE_ARCHIVE);
+      WIN32_FIND_DATAA data;
+      // A search looks into the folder as it is opened; the file's own name is taken as it stands.
+      const HANDLE find = given.ends_with("regedit.exe") ? nullptr : FindFirstFileA(name, &data);
+      CHECK((find == nullptr || FindClose(find) == TRUE));
+      CHECK(DeleteFileA(name) == TRUE);
+    }
+  }
+  MachineSession session;
+  CHECK(AttributesError(L"C:\\Windows\\Sysnative") == ERROR_FILE_NOT_FOUND);
+}
+
+TEST_CASE("a move renames, replaces and changes drives as its flags allow") {
+  MachineSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  constexpr DWORD Replace = 1;
+  constexpr DWORD Copy = 2;
+  files.AddDrive(u'D');
+  files.WriteFile(u"C:\\a", "a");
+  files.WriteFile(u"C:\\b", "b");
+  files.WriteFile(u"C:\\ro", "ro").attributes = FILE_ATTRIBUTE_READONLY;
+  files.MakeFolder(u"C:\\dir\\sub");
+  CHECK(MoveError(L"C:\\none", L"C:\\x", 0) == ERROR_FILE_NOT_FOUND);
+  CHECK(MoveError(L"C:\\a", L"C:\\none\\x", 0) == ERROR_PATH_NOT_FOUND);
+  CHECK(MoveError(L"C:\\a", nullptr, 0) == ERROR_PATH_NOT_FOUND);
+  CHECK(MoveError(L"C:\\a", L"C:\\b", 0) == ERROR_ALREADY_EXISTS);
+  CHECK(MoveError(L"C:\\a", L"C:\\ro", Replace) == ERROR_ACCESS_DENIED);
+  CHECK(MoveError(L"C:\\a", L"C:\\dir", Replace) == ERROR_ACCESS_DENIED);
+  CHECK(MoveError(L"C:\\dir", L"C:\\dir\\sub\\dir", 0) == ERROR_ACCESS_DENIED);
+  CHECK(MoveError(L"C:\\a", L"D:\\a", 0) == 17);
+  CHECK(MoveError(L"C:\\dir", L"D:\\dir", Copy) == 17);
+  const HANDLE open = Open(L"C:\\b", GENERIC_READ, FILE_SHARE_READ);
+  CHECK(MoveError(L"C:\\b", L"C:\\x", 0) == ERROR_SHARING_VIOLATION);
+  CHECK(MoveError(L"C:\\a", L"C:\\b", Replace) == ERROR_ACCESS_DENIED);
+  CHECK(CloseHandle(open) == TRUE);
+
+  for (const auto& [from, to, flags] : {std::tuple{L"C:\\a", L"C:\\b", Replace},
+                                        {L"C:\\ro", L"D:\\RO", Copy},
+                                        {L"C:\\b", L"C:\\B", DWORD{0}},
+                                        {L"C:\\dir", L"C:\\folder", DWORD{0}}}) {
+    CHECK(MoveError(from, to, flags) == Untouched);
+  }
+  files.Remove(u"C:\\Windows");
+  files.Remove(u"C:\\Program Files");
+  CHECK(Listing(files, u"C:\\") == "C:\\B C:\\folder\\ C:\\folder\\sub\\");
+  CHECK(Listing(files, u"D:\\") == "D:\\RO");
+  CHECK(Text(files.Read(u"C:\\b")) == "a");
+}
+
+TEST_CASE("delayed operations wait in the registry for the next start, in order") {
+  MachineSession session;
+  winsim::Machine& machine = session.Machine();
+  winsim::FileSystem& files = machine.files;
+  const std::u16string manager = u"System\\CurrentControlSet\\Control\\Session Manager";
+  for (const char16_t* const name :
+       {u"C:\\t\\a", u"C:\\t\\b", u"C:\\t\\c", u"C:\\t\\d", u"C:\\t\\e", u"C:\\t\\ro"}) {
+    files.WriteFile(name, ToUtf8(name).substr(5));
+  }
+  files.MakeFolder(u"C:\\t\\empty");
+  session.Process().currentDirectory = u"C:\\t";
+  static const struct {
+    const wchar_t* source;
+    const wchar_t* target;
+    DWORD flags;
+  } operations[] = {{L"a", nullptr, 4},    {L"C:\\t\\none", nullptr, 4},
+                    {L"b", L"c", 4},       {L"c", L"d", 5},
+                    {L"e", L"c", 4},       {L"empty", nullptr, 4},
+                    {L"ro", nullptr, 4},   {L"\\\\?\\C:\\t\\c", nullptr, 4},
+                    {L"C:\\t", nullptr, 4}};
+  for (const auto& operation : operations) {
+    CHECK(MoveError(operation.source, operation.target, operation.flags) == Untouched);
+  }
+  const winsim::RegistryValue* const value =
+      machine.registry.GetValue(manager, u"PendingFileRenameOperations");
+  REQUIRE(value != nullptr);
+  std::string texts;
+  for (std::size_t i = 0; i < value->data.size(); i += 2) {
+    texts += value->data[i] == 0 ? '|' : static_cast<char>(value->data[i]);
+  }
+  CHECK(value->type == REG_MULTI_SZ);
+  CHECK(texts ==
+        "\\??\\C:\\t\\a||\\??\\C:\\t\\none||\\??\\C:\\t\\b|\\??\\C:\\t\\c|\\??\\C:\\t\\c|!\\??\\C:\\t\\d|"
+        "\\??\\C:\\t\\e|\\??\\C:\\t\\c|\\??\\C:\\t\\empty||\\??\\C:\\t\\ro||\\??\\C:\\t\\c||\\??\\C:\\t||"
+        "|");
+  CHECK(files.Exists(u"C:\\t\\a"));
+
+  CHECK(MoveError(L"C:\\t\\d", nullptr, 6) == ERROR_INVALID_PARAMETER);
+  CHECK(MoveError(L"", nullptr, 4) == ERROR_PATH_NOT_FOUND);
+  machine.registry.Deny(manager, KEY_SET_VALUE);
+  CHECK(MoveError(L"C:\\t\\d", nullptr, 4) == ERROR_ACCESS_DENIED);
+
+  files.Find(u"C:\\t\\ro")->attributes = FILE_ATTRIBUTE_READONLY;
+  files.RunPendingOperations();
+  CHECK(Listing(files, u"C:\\t") == "C:\\t\\b C:\\t\\d C:\\t\\ro");
+  CHECK(Text(files.Read(u"C:\\t\\d")) == "c");
+  CHECK(machine.registry.GetValue(manager, u"PendingFileRenameOperations") == nullptr);
+  files.RunPendingOperations();
+  CHECK(Listing(files, u"C:\\t") == "C:\\t\\b C:\\t\\d C:\\t\\ro");
+}
+
+TEST_CASE("entries for the next start that other programs wrote are understood or skipped") {
+  MachineSession session;
+  winsim::Machine& machine = session.Machine();
+  const auto run = [&](std::string_view texts) {
+    machine.files.WriteFile(u"C:\\t\\f", "");
+    winsim::Bytes data;
+    for (const char unit : texts) {
+      data.push_back(static_cast<std::uint8_t>(unit == '|' ? 0 : unit));
+      data.push_back(0);
+    }
+    machine.registry.SetBinary(u"System\\CurrentControlSet\\Control\\Session Manager",
+                               u"PendingFileRenameOperations", data);
+    machine.files.RunPendingOperations();
+    return Listing(machine.files, u"C:\\t");
+  };
+  CHECK(run("*1\\??\\C:\\t\\f|||") == "");
+  CHECK(run("\\??\\C:\\t\\f||") == "");
+  CHECK(run("\\??\\C:\\t\\f|") == "C:\\t\\f");
+  CHECK(run("\\??\\C:\\t\\f") == "C:\\t\\f");
+  CHECK(run("C:\\t\\f|||") == "C:\\t\\f");
+  CHECK(run("|||") == "C:\\t\\f");
+  CHECK(run("\\??\\|| \\??\\C:\\||\\??\\C:\\t\\f|C:\\t\\g||") == "C:\\t\\f");
+  CHECK(run("") == "C:\\t\\f");
+}

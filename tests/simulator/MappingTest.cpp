@@ -1,0 +1,233 @@
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "simulator/LastError.h"
+#include "support/MachineSession.h"
+
+namespace {
+
+constexpr DWORD FileReadWrite = GENERIC_READ | GENERIC_WRITE;
+constexpr DWORD FileAll = FileReadWrite | GENERIC_EXECUTE;
+
+/// A session with a file of 70000 bytes, each the low byte of its offset, and an open handle to it.
+struct MappedFile : MachineSession {
+  explicit MappedFile(DWORD access) {
+    winsim::Bytes bytes(Size);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      bytes[i] = static_cast<std::uint8_t>(i);
+    }
+    Machine().files.WriteFile(u"C:\\f", bytes).attributes = 0;
+    Machine().clock.Advance(5);
+    file = CreateFileW(L"C:\\f", access, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
+                       nullptr);
+  }
+  ~MappedFile() { CHECK(CloseHandle(file) == TRUE); }
+
+  winsim::FileNode& Node() { return *Machine().files.Find(u"C:\\f"); }
+
+  static constexpr DWORD Size = 70000;
+  HANDLE file;
+};
+
+HANDLE Map(HANDLE file, DWORD protection, DWORD size = 0) {
+  const HANDLE mapping = CreateFileMappingW(file, nullptr, protection, 0, size, nullptr);
+  REQUIRE(mapping != nullptr);
+  return mapping;
+}
+
+}  // namespace
+
+TEST_CASE("a mapping needs a file opened for what its protection allows") {
+  static const struct {
+    DWORD fileAccess;
+    DWORD protection;
+    DWORD size;
+    DWORD error;  // 0 is what a success leaves
+  } cases[] = {
+      {GENERIC_READ, PAGE_READONLY, 0, 0},
+      {GENERIC_READ, PAGE_WRITECOPY, 0, 0},
+      {GENERIC_READ, PAGE_READWRITE, 0, 5},
+      {GENERIC_WRITE, PAGE_READONLY, 0, 5},
+      {GENERIC_WRITE, PAGE_READWRITE, 0, 5},
+      {FileReadWrite, PAGE_READWRITE, 0, 0},
+      {GENERIC_READ, PAGE_EXECUTE_READ, 0, 5},
+      {FileAll, PAGE_EXECUTE_READWRITE, 0, 0},
+      {FileReadWrite, PAGE_EXECUTE_READWRITE, 0, 5},
+      {GENERIC_READ, PAGE_READONLY, MappedFile::Size, 0},
+      {GENERIC_READ, PAGE_READONLY, MappedFile::Size + 1, 8},
+      {GENERIC_READ, PAGE_WRITECOPY, MappedFile::Size + 1, 8},
+      {FileReadWrite, PAGE_READWRITE, MappedFile::Size + 1, 0},
+      {GENERIC_READ, PAGE_READONLY | 0x08000000, 0, 0},
+      {GENERIC_READ, 0, 0, 87},
+      {GENERIC_READ, 0x06, 0, 87},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(test.fileAccess);
+    CAPTURE(test.protection);
+    CAPTURE(test.size);
+    MappedFile session(test.fileAccess);
+    SetLastError(Untouched);
+    const HANDLE mapping = CreateFileMappingW(session.file, nullptr, test.protection, 0, test.size, nullptr);
+    CHECK(GetLastError() == test.error);
+    CHECK((mapping != nullptr) == (test.error == 0));
+    CHECK((mapping == nullptr || CloseHandle(mapping) == TRUE));
+    const bool grows = test.size > MappedFile::Size && test.error == 0;
+    CHECK(session.Node().Size() == MappedFile::Size + (grows ? 1 : 0));
+  }
+
+  MappedFile session(GENERIC_READ);
+  session.Machine().files.WriteFile(u"C:\\empty", "");
+  const HANDLE empty = CreateFileW(L"C:\\empty", FileReadWrite, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  const auto error = [](HANDLE file, DWORD size) {
+    return FailureOf(static_cast<HANDLE>(nullptr),
+                     [&] { return CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, size, nullptr); });
+  };
+  CHECK(error(empty, 0) == ERROR_FILE_INVALID);
+  const HANDLE grown = Map(empty, PAGE_READWRITE, 3);
+  CHECK(session.Machine().files.Read(u"C:\\empty") == winsim::Bytes(3));
+  CHECK(CloseHandle(empty) == TRUE);
+  CHECK(error(empty, 0) == ERROR_INVALID_HANDLE);
+  CHECK(error(grown, 0) == ERROR_INVALID_HANDLE);
+  CHECK(error(INVALID_HANDLE_VALUE, 0) == ERROR_INVALID_PARAMETER);
+  CHECK(FailureOf(static_cast<HANDLE>(nullptr), [&] {
+          return CreateFileMappingA(session.file, nullptr, PAGE_READONLY, 0, 0, "name");
+        }) == ERROR_NOT_SUPPORTED);
+  CHECK(CloseHandle(grown) == TRUE);
+}
+
+TEST_CASE("a view shows a stretch of the file and zeros to the end of its page") {
+  MappedFile session(GENERIC_READ);
+  const HANDLE mapping = Map(session.file, PAGE_READONLY);
+  static const struct {
+    DWORD offset;
+    std::size_t size;
+    DWORD error;
+    std::size_t shown;
+  } cases[] = {
+      {0, 0, Untouched, MappedFile::Size},
+      {0, 64, Untouched, 64},
+      {0, MappedFile::Size, Untouched, MappedFile::Size},
+      {0x10000, 0, Untouched, MappedFile::Size - 0x10000},
+      {0, MappedFile::Size + 1, 5, 0},
+      {0x10000, MappedFile::Size - 0x10000 + 1, 5, 0},
+      {0x20000, 0, 5, 0},
+      {0x1000, 0, 1132, 0},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(test.offset);
+    CAPTURE(test.size);
+    const void* view = nullptr;
+    CHECK(ErrorOf([&] { view = MapViewOfFile(mapping, FILE_MAP_READ, 0, test.offset, test.size); }) ==
+          test.error);
+    CHECK((view != nullptr) == (test.error == Untouched));
+    if (view == nullptr) {
+      continue;
+    }
+    const auto* const bytes = static_cast<const unsigned char*>(view);
+    CHECK(bytes[0] == static_cast<unsigned char>(test.offset));
+    CHECK(bytes[test.shown - 1] == static_cast<unsigned char>(test.offset + test.shown - 1));
+    const std::size_t inPages = (test.shown + 0xFFF) / 0x1000 * 0x1000;
+    CHECK(std::count(bytes + test.shown, bytes + inPages, 0) ==
+          static_cast<std::ptrdiff_t>(inPages - test.shown));
+    CHECK(UnmapViewOfFile(bytes) == TRUE);
+    CHECK(FailureOf(FALSE, [&] { return UnmapViewOfFile(bytes); }) == ERROR_INVALID_ADDRESS);
+  }
+  CHECK(FailureOf(FALSE, [] { return UnmapViewOfFile(nullptr); }) == ERROR_INVALID_ADDRESS);
+  CHECK(FailureOf(static_cast<void*>(nullptr), [&] {
+          return MapViewOfFile(session.file, FILE_MAP_READ, 0, 0, 0);
+        }) == ERROR_INVALID_HANDLE);
+  CHECK(CloseHandle(mapping) == TRUE);
+}
+
+TEST_CASE("a view's access must be in its mapping's protection, and only a writable view changes the file") {
+  static const struct {
+    DWORD protection;
+    DWORD access;
+    bool maps;
+    bool writes;
+  } cases[] = {
+      {PAGE_READONLY, FILE_MAP_READ, true, false},
+      {PAGE_READONLY, FILE_MAP_WRITE, false, false},
+      {PAGE_READONLY, FILE_MAP_COPY, true, false},
+      {PAGE_READONLY, FILE_MAP_EXECUTE, false, false},
+      {PAGE_WRITECOPY, FILE_MAP_COPY, true, false},
+      {PAGE_WRITECOPY, FILE_MAP_WRITE, false, false},
+      {PAGE_READWRITE, FILE_MAP_READ, true, false},
+      {PAGE_READWRITE, FILE_MAP_WRITE, true, true},
+      {PAGE_READWRITE, FILE_MAP_COPY, true, false},
+      {PAGE_READWRITE, 0xF001F, true, true},
+      {PAGE_EXECUTE_READ, FILE_MAP_EXECUTE, true, false},
+      {PAGE_EXECUTE_READ, FILE_MAP_WRITE, false, false},
+      {PAGE_EXECUTE_READWRITE, FILE_MAP_WRITE | FILE_MAP_EXECUTE, true, true},
+  };
+  for (const auto& test : cases) {
+    CAPTURE(test.protection);
+    CAPTURE(test.access);
+    MappedFile session(FileAll);
+    const std::uint64_t before = session.Node().times.lastWrite;
+    const HANDLE mapping = Map(session.file, test.protection);
+    auto* const view = static_cast<unsigned char*>(MapViewOfFile(mapping, test.access, 0, 0x10000, 2));
+    CHECK((view != nullptr) == test.maps);
+    // The mapping lives on in its view.
+    CHECK(CloseHandle(mapping) == TRUE);
+    if (view != nullptr) {
+      view[1] = 0xEE;
+      CHECK(session.Node().Contents()[0x10001] == 1);
+      CHECK(UnmapViewOfFile(view + 1) == TRUE);
+    }
+    CHECK(session.Node().Contents()[0x10001] == (test.writes ? 0xEE : 1));
+    CHECK((session.Node().times.lastWrite != before) == test.writes);
+    CHECK((session.Node().attributes == FILE_ATTRIBUTE_ARCHIVE) == test.writes);
+  }
+}
+
+TEST_CASE("a mapped file can be neither deleted nor emptied until the last view has gone") {
+  MappedFile session(FileReadWrite);
+  const HANDLE mapping = Map(session.file, PAGE_READWRITE);
+  void* const view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0);
+  CHECK(CloseHandle(mapping) == TRUE);
+  const auto deletion = [] { return ErrorOf([] { DeleteFileW(L"C:\\f"); }); };
+  CHECK(CloseHandle(session.file) == TRUE);
+  CHECK(deletion() == ERROR_ACCESS_DENIED);
+  CHECK(FailureOf(INVALID_HANDLE_VALUE, [] {
+          return CreateFileW(L"C:\\f", GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        }) == 1224);
+  SUBCASE("unmapped") {
+    CHECK(UnmapViewOfFile(view) == TRUE);
+    CHECK(deletion() == Untouched);
+  }
+  SUBCASE("the process ends without unmapping") {
+    std::memset(view, 0x77, 10);
+    const auto& handles = session.Process().handles;
+    CHECK(handles.Describe() == std::vector<std::string>{"view of a mapping of C:\\f"});
+    session.Process().handles.CloseAll();
+    CHECK(session.Node().Contents()[9] == 0x77);
+    CHECK(deletion() == Untouched);
+  }
+  SUBCASE("a power loss loses what a view has not brought back") {
+    std::memset(view, 0x77, 10);
+    session.Machine().gate.CutPowerAt(1);
+    CHECK(FailureOf(FALSE, [&] { return UnmapViewOfFile(view); }) == ERROR_NOT_READY);
+    session.Process().handles.CloseAll();
+    session.Machine().gate.Restore();
+    CHECK(session.Node().Contents()[9] == 9);
+  }
+  session.Machine().files.WriteFile(u"C:\\f", "");
+  session.file = CreateFileW(L"C:\\f", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+TEST_CASE("memory of the paging file can be mapped") {
+  MachineSession session;
+  const HANDLE mapping = Map(INVALID_HANDLE_VALUE, PAGE_READWRITE, 100);
+  auto* const view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0));
+  REQUIRE(view != nullptr);
+  view[99] = 5;
+  CHECK(UnmapViewOfFile(view) == TRUE);
+  const auto* const again = static_cast<const unsigned char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+  REQUIRE(again != nullptr);
+  CHECK((again[98] == 0 && again[99] == 5));
+  CHECK(UnmapViewOfFile(again) == TRUE);
+  CHECK(CloseHandle(mapping) == TRUE);
+}

@@ -1,0 +1,199 @@
+#include "system/Platform.h"
+
+#include <doctest/doctest.h>
+
+#include <new>
+#include <typeinfo>
+
+#include "foundation/Memory.h"
+#include "foundation/TextConversion.h"
+#include "support/FailedCondition.h"
+#include "support/SystemSession.h"
+#include "system/Manager.h"
+#include "system/PlatformApi.h"
+#include "system/PlatformState.h"
+
+using namespace LCommon::System;
+using winsim::Settings;
+
+namespace {
+
+Settings Without(Settings settings, std::initializer_list<const char*> functions) {
+  settings.missingFunctions.insert(functions.begin(), functions.end());
+  return settings;
+}
+
+Settings WithoutNtdll() {
+  Settings settings = Settings::Windows10();
+  settings.missingModules.insert(u"ntdll.dll");
+  return settings;
+}
+
+/// Windows 98 with a function that it really lacks.
+Settings Windows98With(const char* function) {
+  Settings settings = Settings::Windows98();
+  settings.missingFunctions.erase(function);
+  return settings;
+}
+
+std::string Describe(const OSVERSIONINFOW& version) {
+  std::string text = std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) +
+                     "." + std::to_string(version.dwBuildNumber & 0x0FFFFFFF);
+  if (version.dwBuildNumber >> 28 == 0xF) text += " flagged";
+  text += version.dwPlatformId == VER_PLATFORM_WIN32_NT ? " NT" : " not NT";
+  if (version.dwOSVersionInfoSize != 276 || version.szCSDVersion[0] != 0) text += " with a wrong record";
+  return text;
+}
+
+/// What the layer has left in this process: nothing, if it is not started.
+std::string Remains() {
+  std::string remains;
+  try {
+    LFree(LAllocate(1));
+    remains += "a heap ";
+  } catch (const std::bad_alloc&) {
+  }
+  if (LInstalledTextConversion()) remains += "a text conversion ";
+  const PlatformState& state = Platform();
+  if (state.version || state.unicode || state.setupModule || state.functions.moveFileEx)
+    remains += "a state ";
+  if (FailedCondition([] { Manager::Instance(); }) != "g_instance != 0") remains += "a manager";
+  return remains;
+}
+
+/// A call of a wrapper; true when it answers the failure value.
+struct Call {
+  const char* text;
+  bool (*fails)();
+};
+#define CALL(expression)                                      \
+  Call {                                                      \
+#expression, [] { return static_cast<bool>(expression); } \
+  }
+
+}  // namespace
+
+TEST_CASE("the version comes from the best source that the machine has") {
+  const struct {
+    Settings settings;
+    bool tryNative;
+    const char* expected;
+  } cases[] = {
+      {Settings::Windows10(), true, "10.0.19045 flagged NT"},
+      {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers"}), true, "10.0.19045 NT"},
+      {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers", "RtlGetVersion"}), true, "6.2.9200 NT"},
+      {WithoutNtdll(), true, "6.2.9200 NT"},
+      {Settings::Windows10(), false, "6.2.9200 NT"},
+      {Settings::WindowsNt4(), true, "4.0.1381 NT"},
+      {Settings::Windows98(), true, "4.10.67766446 not NT"},
+      {Windows98With("RtlGetNtVersionNumbers"), true, "4.10.67766446 flagged NT"},
+      {Windows98With("RtlGetVersion"), true, "4.10.67766446 not NT"},
+  };
+  for (const auto& each : cases) {
+    MachineSession session(each.settings);
+    OSVERSIONINFOW version, again;
+    CHECK(DetectVersion(each.tryNative, version));
+    CHECK(Describe(version) == each.expected);
+
+    session.Machine().gate.StartTrace();
+    CHECK(DetectVersion(!each.tryNative, again));
+    CHECK(Describe(again) == each.expected);
+    CHECK(session.Trace().empty());
+    UninitializeSystem();
+  }
+}
+
+TEST_CASE("a start that fails at any call leaves nothing behind, and the next one works") {
+  for (const Settings& settings :
+       {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers"}), Settings::Windows98()}) {
+    MachineSession session(settings);
+    winsim::Gate& gate = session.Machine().gate;
+    unsigned int failedDetections = 0, otherFailures = 0;
+    for (bool reached = true; reached;) {
+      gate.FailCall(failedDetections + otherFailures + 1, ERROR_NOT_ENOUGH_MEMORY);
+      try {
+        InitializeSystem(1);
+        UninitializeSystem();
+      } catch (const LBaseException& exception) {
+        ++(typeid(exception) == typeid(LBaseException) ? failedDetections : otherFailures);
+      }
+      CHECK(Remains() == "");
+      CHECK(session.Process().modules.Describe().empty());
+      reached = gate.HasIntervened();
+      gate.Restore();
+    }
+    CHECK(failedDetections == 1);
+    CHECK(otherFailures >= 1);
+  }
+}
+
+TEST_CASE("a second start is refused and leaves the first one as it is") {
+  SystemSession session;
+  CHECK(FailedCondition([] { InitializeSystem(1); }) == "g_instance == 0");
+  CHECK(FailedCondition([] { Manager::CreateInstance(); }) == "g_instance == 0");
+  CHECK(Manager::Instance().IsNt5OrLater());
+  UninitializeSystem();
+  UninitializeSystem();
+  CHECK(Remains() == "");
+}
+
+TEST_CASE("what a system cannot do is asserted or fails with 120, as the wrapper's kind says") {
+  const Call mustNotHappen[] = {
+      CALL(GetFullPathNameU(L"x", 0, nullptr, nullptr)),
+      CALL(QueryDosDeviceU(L"C:", nullptr, 0)),
+      CALL(GetDriveTypeU(L"C:\\")),
+      CALL(RegCreateKeyExU(nullptr, L"x", 0, nullptr, 0, KEY_READ, nullptr, nullptr, nullptr)),
+      CALL(RegDeleteKeyU(nullptr, L"x")),
+      CALL(RegEnumKeyExU(nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)),
+      CALL(RegDeleteValueU(nullptr, L"x")),
+  };
+  const Call wideOnly[] = {
+      CALL(!OpenSCManagerU(nullptr, nullptr, 0)),
+      CALL(!OpenServiceU(nullptr, L"x", 0)),
+      CALL(!CreateServiceU(nullptr, L"x", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
+                           nullptr)),
+      CALL(!QueryServiceConfigU(nullptr, nullptr, 0, nullptr)),
+      CALL(!ChangeServiceConfigU(nullptr, 0, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                 nullptr)),
+      CALL(!StartServiceU(nullptr, 0, nullptr)),
+      CALL(!StartServiceCtrlDispatcherU(nullptr)),
+      CALL(!RegisterServiceCtrlHandlerU(L"x", nullptr)),
+  };
+  const Call foundAtRunTime[] = {
+      CALL(!ChangeServiceConfig2U(nullptr, 1, nullptr)),
+      CALL(!MoveFileExU(L"x", nullptr, 0)),
+      CALL(!GetVolumePathNameU(L"x", nullptr, 0)),
+      CALL(!SetupDiClassGuidsFromNameU(L"x", nullptr, 0, nullptr)),
+      CALL(SetupDiGetClassDevsU(nullptr, nullptr, nullptr, 0) == INVALID_HANDLE_VALUE),
+      CALL(!SetupDiDestroyDeviceInfoListU(nullptr)),
+      CALL(!SetupDiEnumDeviceInfoU(nullptr, 0, nullptr)),
+      CALL(!SetupDiGetDeviceRegistryPropertyU(nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr)),
+      CALL(!SetupDiCallClassInstallerU(DIF_REMOVE, nullptr, nullptr)),
+  };
+  const auto checkNotImplemented = [](const Call& call) {
+    CAPTURE(call.text);
+    SetLastError(0);
+    CHECK(call.fails());
+    CHECK(GetLastError() == ERROR_CALL_NOT_IMPLEMENTED);
+  };
+
+  // Two functions that are there and must not be called without the wide functions.
+  Settings settings = Windows98With("MoveFileExW");
+  settings.missingFunctions.erase("ChangeServiceConfig2W");
+  {
+    SystemSession session(settings);
+    for (const Call& call : mustNotHappen) {
+      CAPTURE(call.text);
+      CHECK(FailedCondition(call.fails) == "0");
+    }
+    for (const Call& call : wideOnly)
+      checkNotImplemented(call);
+    for (const Call& call : foundAtRunTime)
+      checkNotImplemented(call);
+    CHECK(session.Trace().empty());
+  }
+  SystemSession session(Without(Settings::WindowsNt4(), {"MoveFileExW"}));
+  for (const Call& call : foundAtRunTime)
+    checkNotImplemented(call);
+  CHECK(session.Trace().empty());
+}

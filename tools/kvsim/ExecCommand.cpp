@@ -1,0 +1,52 @@
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Commands.h"
+#include "Output.h"
+#include "Report.h"
+#include "Time.h"
+
+namespace kvsim {
+
+std::string CommandLineOf(const std::vector<std::string>& words) {
+  if (words.size() == 1) {
+    return words.front();
+  }
+  std::string line;
+  for (const std::string& word : words) {
+    const bool needsQuotes = word.empty() || word.find_first_of(" \t") != std::string::npos;
+    const bool hasQuotes = word.find('"') != std::string::npos;
+    line += (&word == &words.front() ? "" : " ") + (needsQuotes && !hasQuotes ? '"' + word + '"' : word);
+  }
+  return line;
+}
+
+int Exec(const ExecOptions& options) {
+  const std::uint64_t time = options.at.empty() ? HostTime() : ParseTime(options.at, "--at");
+  Session session(options.machine, time);
+  if (!options.save.empty()) {
+    session.CheckTarget(options.save);
+  }
+  const std::string commandLine = CommandLineOf(options.words);
+  const CommandRun run = session.Run(winsim::FromUtf8(commandLine));
+  if (!options.save.empty()) {
+    session.Save(options.save);
+  }
+  if (options.json) {
+    nlohmann::json document = CommandJson(run, options.trace);
+    document["schema"] = JsonSchema;
+    document["machine"] = options.machine;
+    document["commandLine"] = commandLine;
+    document["time"] = FormatIso(time);
+    Print(JsonText(document));
+  } else {
+    Print(CommandText(run, options.trace, Terminal::ForOutput()));
+    if (!run.fault.empty()) {
+      std::fputs(fmt::format("kvsim: the program died of {}\n", run.fault).c_str(), stderr);
+    }
+  }
+  return static_cast<int>(run.exitCode & 0xFF);
+}
+
+}  // namespace kvsim

@@ -1,0 +1,187 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "Report.h"
+#include "Time.h"
+
+namespace kvsim {
+namespace {
+
+using Style = Terminal::Style;
+
+constexpr std::size_t NameColumns = 11;
+constexpr std::size_t ResultColumns = 17;
+constexpr std::size_t LabelColumns = NameColumns + ResultColumns;
+
+Style StyleOf(Result result) {
+  switch (result) {
+    case Result::removed:
+    case Result::gone:
+      return Style::good;
+    case Result::restartPending:
+      return Style::waiting;
+    case Result::notRemoved:
+      return Style::bad;
+    case Result::absent:
+    case Result::untouched:
+      return Style::quiet;
+    case Result::kept:
+      break;
+  }
+  return Style::heading;
+}
+
+/// A line with a label in front; the label's columns stay empty without one.
+std::string Row(const Terminal& terminal, const std::string& label, const std::string& text) {
+  return terminal.Hanging("  " + Padded(label, LabelColumns - 2), LabelColumns, Printable(text)) + '\n';
+}
+
+std::string ComponentRows(const Terminal& terminal, const Component& component, const Outcome& outcome) {
+  const std::string result = Padded(ResultText(outcome.result), ResultColumns);
+  const std::string lead =
+      "  " + Padded(component.name, NameColumns - 2) + terminal.Styled(StyleOf(outcome.result), result);
+  if (outcome.reasons.empty()) {
+    return lead.substr(0, lead.find_last_not_of(' ') + 1) + '\n';
+  }
+  std::string text;
+  for (const std::string& reason : outcome.reasons) {
+    const std::string front = text.empty() ? lead : std::string(LabelColumns, ' ');
+    text += terminal.Hanging(front, LabelColumns, Printable(reason)) + '\n';
+  }
+  return text;
+}
+
+std::string OperationText(const FileOperation& operation) {
+  return operation.to.empty() ? "deletes " + operation.from
+                              : "moves " + operation.from + " to " + operation.to;
+}
+
+std::string ProgramText(const ProgramRun& run) {
+  if (!run.ran) {
+    return "did not run: " + run.whyNot;
+  }
+  std::string text = fmt::format("ran, exit code {}", static_cast<std::int32_t>(run.exitCode));
+  if (!run.fault.empty()) {
+    text += ": it died of " + run.fault;
+  }
+  if (run.duration >= UnitsPerSecond) {
+    text += fmt::format("; waited {} for other programs", FormatDuration(run.duration));
+  }
+  return text;
+}
+
+std::string TraceText(const std::vector<winsim::TraceEntry>& trace) {
+  std::string text;
+  for (const winsim::TraceEntry& entry : trace) {
+    text += fmt::format("    {} {}\n", entry.process, Printable(entry.Line()));
+  }
+  return text;
+}
+
+std::string LeaksText(const std::vector<std::string>& leftOpen, const Terminal& terminal) {
+  std::string text;
+  for (const std::string& handle : leftOpen) {
+    text += Row(terminal, "left open", handle);
+  }
+  return text;
+}
+
+/// The next moment at which a claim lapses that keeps a driver now.
+std::optional<std::pair<std::uint64_t, std::string>> NextLapse(const StartFacts& facts) {
+  std::optional<std::pair<std::uint64_t, std::string>> next;
+  for (std::size_t i = 0; i < facts.verdicts.size(); ++i) {
+    for (const Verdict& verdict : facts.verdicts[i]) {
+      const bool counts = verdict.holds && verdict.claim.kind == Claim::Kind::time;
+      if (counts && (!next.has_value() || verdict.claim.lapses < next->first)) {
+        next.emplace(verdict.claim.lapses,
+                     fmt::format("\"{}\" on {}", verdict.claim.client, facts.after.components[i].name));
+      }
+    }
+  }
+  return next;
+}
+
+}  // namespace
+
+std::string StartText(const StartReport& report, unsigned int starts, bool withTrace,
+                      const Terminal& terminal) {
+  const StartFacts& facts = report.facts;
+  std::string text = terminal.Styled(Style::heading, fmt::format("Start {} of {} on {}", report.number,
+                                                                 starts, FormatTime(facts.before.time)));
+  text += "\n\n";
+  for (const std::string& service : facts.servicesGone) {
+    text +=
+        Row(terminal, "Windows", "removes the service entry " + service + ", which was marked for deletion");
+  }
+  for (const CarriedOut& carriedOut : facts.operations) {
+    text +=
+        Row(terminal, "Windows",
+            OperationText(carriedOut.operation) + (carriedOut.done ? ", as scheduled" : ": not possible"));
+  }
+  text += Row(terminal, ProgramName, ProgramText(facts.program));
+  text += LeaksText(facts.program.leftOpen, terminal);
+  text += '\n';
+  for (std::size_t i = 0; i < report.outcomes.size(); ++i) {
+    text += ComponentRows(terminal, facts.after.components[i], report.outcomes[i]);
+  }
+  if (!facts.after.markedServices.empty() || !facts.after.fileOperations.empty()) {
+    text += "\n  " + terminal.Styled(Style::heading, "At the next restart Windows") + '\n';
+    for (const std::string& service : facts.after.markedServices) {
+      text += "    " + Printable("removes the service entry " + service) + '\n';
+    }
+    for (const FileOperation& operation : facts.after.fileOperations) {
+      text += "    " + Printable(OperationText(operation)) + '\n';
+    }
+  }
+  if (withTrace) {
+    text += "\n  " +
+            terminal.Styled(Style::heading, fmt::format("Trace, {} calls", facts.program.trace.size())) +
+            '\n';
+    text += TraceText(facts.program.trace);
+  }
+  return text + '\n';
+}
+
+std::string SummaryText(const StartReport& last, const Terminal& terminal) {
+  const StartFacts& facts = last.facts;
+  if (facts.after.IsClean()) {
+    return terminal.Styled(Style::good,
+                           "The machine is clean: nothing of the drivers and of the service is left.") +
+           '\n';
+  }
+  std::vector<std::string> left;
+  for (const Component& component : facts.after.components) {
+    if (component.IsPresent() && !component.IsLeaving()) {
+      left.push_back(component.name);
+    }
+  }
+  std::string text;
+  if (left.empty()) {
+    text = "What is left goes with the next restart.";
+  } else {
+    text = "Still installed: " + Join(left) + ".";
+    if (const auto next = NextLapse(facts); next.has_value()) {
+      text += fmt::format(" The next claim to lapse: {}, on {}.", next->second, FormatTime(next->first));
+    }
+  }
+  return terminal.Hanging("", 0, Printable(text)) + '\n';
+}
+
+std::string CommandText(const CommandRun& run, bool withTrace, const Terminal& terminal) {
+  std::string text;
+  for (const winsim::ShownMessageBox& box : run.messageBoxes) {
+    text += terminal.Styled(Style::heading, Printable(winsim::ToUtf8(box.caption))) + "\n\n";
+    text += terminal.Hanging("", 0, Printable(winsim::ToUtf8(box.text))) + "\n";
+  }
+  text += LeaksText(run.leftOpen, terminal);
+  if (withTrace) {
+    text += (text.empty() ? "" : "\n") +
+            terminal.Styled(Style::heading, fmt::format("Trace, {} calls", run.trace.size())) + '\n';
+    text += TraceText(run.trace);
+  }
+  return text;
+}
+
+}  // namespace kvsim

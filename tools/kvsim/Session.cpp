@@ -1,0 +1,138 @@
+#include "Session.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <utility>
+
+#include "Errors.h"
+#include "machine/ProgramImage.h"
+
+namespace kvsim {
+namespace {
+
+/// Shows on a terminal how far the reading of a large registry is.
+class Progress {
+ public:
+  ~Progress() {
+    if (m_shown >= 0) {
+      std::fputs("\r\x1b[K", stderr);
+    }
+  }
+  void Show(std::size_t done, std::size_t total) {
+    constexpr std::size_t worthShowing = 4 << 20;
+    if (total < worthShowing || isatty(STDERR_FILENO) == 0) {
+      return;
+    }
+    const int percent = static_cast<int>(done * 100 / total);
+    if (percent != std::exchange(m_shown, percent)) {
+      std::fputs(fmt::format("\rreading registry.reg: {} %", percent).c_str(), stderr);
+    }
+  }
+
+ private:
+  int m_shown = -1;
+};
+
+/// Numbers the processes of a trace from 1, in the order of their first calls.
+std::vector<winsim::TraceEntry> Renumbered(std::vector<winsim::TraceEntry> trace) {
+  std::map<unsigned int, unsigned int> numbers;
+  for (winsim::TraceEntry& entry : trace) {
+    entry.process =
+        numbers.try_emplace(entry.process, static_cast<unsigned int>(numbers.size()) + 1).first->second;
+  }
+  return trace;
+}
+
+}  // namespace
+
+Session::Session(const std::filesystem::path& folder, std::uint64_t time) {
+  Progress progress;
+  m_folder = winsim::MachineFolder::Load(
+      folder, time, [&](std::size_t done, std::size_t total) { progress.Show(done, total); });
+  try {
+    m_program = winsim::LoadProgramImage(winsim::BesideThisProgram("kvdel01.so"));
+  } catch (const std::runtime_error& error) {
+    throw IncompleteError(error.what());
+  }
+  Machine().programs[winsim::FromUtf8(ProgramName)] = [this] { return RunProgram(); };
+}
+
+/// The program's turn on a thread of the machine.
+int Session::RunProgram() {
+  const bool watched = m_facts != nullptr && !m_facts->begun.has_value();
+  if (watched) {
+    m_facts->begun = Look(Machine());
+  }
+  int exitCode = -1;
+  try {
+    exitCode = m_program();
+  } catch (const std::exception& exception) {
+    m_fault = exception.what();
+  } catch (...) {
+    m_fault = "an exception that nothing caught";
+  }
+  if (watched) {
+    m_facts->program.ran = true;
+    m_facts->program.exitCode = static_cast<std::uint32_t>(exitCode);
+    m_facts->program.duration = Machine().clock.Now() - m_facts->begun->time;
+  }
+  return exitCode;
+}
+
+StartFacts Session::Start(std::uint64_t time) {
+  winsim::Machine& machine = Machine();
+  machine.TurnOff();
+  if (time > machine.clock.Now()) {
+    machine.clock.Set(time);
+  }
+  StartFacts facts;
+  facts.before = Look(machine);
+  machine.leakedHandles.clear();
+  m_fault.clear();
+  machine.gate.StartTrace();
+  m_facts = &facts;
+  m_folder->StartMachine(winsim::Machine::AutoStart::run);
+  m_facts = nullptr;
+  facts.program.trace = Renumbered(machine.gate.TakeTrace());
+  facts.program.leftOpen = machine.leakedHandles;
+  facts.program.fault = m_fault;
+  facts.after = Look(machine);
+  if (!facts.program.ran) {
+    facts.program.whyNot = WhyNotRun(machine, facts.after);
+  }
+  for (const std::string& service : facts.before.markedServices) {
+    const auto path = u"System\\CurrentControlSet\\Services\\" + winsim::FromUtf8(service);
+    if (machine.registry.GetValue(path, u"Type") == nullptr) {
+      facts.servicesGone.push_back(service);
+    }
+  }
+  for (const FileOperation& operation : facts.before.fileOperations) {
+    facts.operations.push_back({operation, !machine.files.Exists(winsim::FromUtf8(operation.from))});
+  }
+  for (const Component& component : facts.Begun().components) {
+    facts.verdicts.push_back(Judge(machine, component.claims, facts.after.time));
+  }
+  return facts;
+}
+
+CommandRun Session::Run(const std::u16string& commandLine) {
+  winsim::Machine& machine = Machine();
+  m_folder->StartMachine(winsim::Machine::AutoStart::skip);
+  machine.gate.StartTrace();
+  CommandRun run;
+  try {
+    run.exitCode = machine.Run(commandLine);
+  } catch (const std::runtime_error& error) {
+    throw CommandError(error.what());
+  }
+  run.trace = Renumbered(machine.gate.TakeTrace());
+  run.fault = m_fault;
+  run.messageBoxes = machine.messageBoxes;
+  run.leftOpen = machine.leakedHandles;
+  return run;
+}
+
+}  // namespace kvsim

@@ -1,0 +1,184 @@
+#include "Time.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <utility>
+
+#include "Errors.h"
+
+namespace kvsim {
+namespace {
+
+using Days = std::chrono::sys_days;
+constexpr Days Epoch = std::chrono::year{1601} / 1 / 1;
+constexpr std::uint64_t SecondsPerDay = 86'400;
+
+/// A text being read from its front.
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : m_rest(text) {}
+  bool AtEnd() const { return m_rest.empty(); }
+  bool Take(char wanted) {
+    const bool there = !m_rest.empty() && m_rest.front() == wanted;
+    m_rest.remove_prefix(there ? 1 : 0);
+    return there;
+  }
+  /// Takes a number; of exactly `digits` digits unless that is 0.
+  bool Take(unsigned int& number, std::size_t digits = 0) {
+    std::size_t length = m_rest.find_first_not_of("0123456789");
+    length = std::min(length, m_rest.size());
+    const auto [end, error] = std::from_chars(m_rest.data(), m_rest.data() + length, number);
+    if (length == 0 || error != std::errc() || (digits != 0 && length != digits)) {
+      return false;
+    }
+    m_rest.remove_prefix(length);
+    return true;
+  }
+  char TakeAny() {
+    const char first = m_rest.empty() ? '\0' : m_rest.front();
+    m_rest.remove_prefix(m_rest.empty() ? 0 : 1);
+    return first;
+  }
+
+ private:
+  std::string_view m_rest;
+};
+
+struct Calendar {
+  std::chrono::year_month_day day;
+  std::chrono::hh_mm_ss<std::chrono::seconds> clock;
+};
+
+Calendar Split(std::uint64_t time) {
+  const std::uint64_t seconds = time / UnitsPerSecond;
+  return {Epoch + std::chrono::days(seconds / SecondsPerDay),
+          std::chrono::hh_mm_ss(std::chrono::seconds(seconds % SecondsPerDay))};
+}
+
+std::string FormatDay(const Calendar& calendar) {
+  return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(calendar.day.year()),
+                     static_cast<unsigned int>(calendar.day.month()),
+                     static_cast<unsigned int>(calendar.day.day()));
+}
+
+/// Seconds of one unit of a duration, or 0 for a letter that is none. `clockPart`: behind the T of the ISO
+/// form.
+std::uint64_t SecondsOf(char unit, bool iso, bool clockPart) {
+  switch (unit) {
+    case 'W':
+    case 'w':
+      return iso && clockPart ? 0 : 7 * SecondsPerDay;
+    case 'D':
+    case 'd':
+      return iso && clockPart ? 0 : SecondsPerDay;
+    case 'H':
+    case 'h':
+      return iso && !clockPart ? 0 : 3'600;
+    case 'M':
+    case 'm':
+      return iso && !clockPart ? 0 : 60;
+    case 'S':
+    case 's':
+      return iso && !clockPart ? 0 : 1;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+std::uint64_t ParseTime(std::string_view text, std::string_view option) {
+  Reader reader(text);
+  unsigned int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  bool valid = reader.Take(year, 4) && reader.Take('-') && reader.Take(month, 2) && reader.Take('-') &&
+               reader.Take(day, 2);
+  if (valid && (reader.Take('T') || reader.Take(' '))) {
+    valid = reader.Take(hour, 2) && reader.Take(':') && reader.Take(minute, 2);
+    if (valid && reader.Take(':')) {
+      valid = reader.Take(second, 2);
+    }
+  }
+  reader.Take('Z');
+  const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(year)), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  if (!valid || !reader.AtEnd() || !date.ok() || year < 1601 || hour > 23 || minute > 59 || second > 59) {
+    throw UsageError(
+        fmt::format("{}: '{}' is not a time; expected UTC such as 2026-11-22T20:00:00Z", option, text));
+  }
+  const auto days = static_cast<std::uint64_t>((Days(date) - Epoch).count());
+  return (days * SecondsPerDay + hour * 3'600 + minute * 60 + second) * UnitsPerSecond;
+}
+
+std::uint64_t ParseDuration(std::string_view text, std::string_view option) {
+  Reader reader(text);
+  const bool iso = reader.Take('P');
+  bool clockPart = false, valid = true;
+  unsigned int parts = 0;
+  std::uint64_t seconds = 0;
+  while (valid && !reader.AtEnd()) {
+    if (iso && !clockPart && reader.Take('T')) {
+      clockPart = true;
+      valid = !reader.AtEnd();
+      continue;
+    }
+    unsigned int number = 0;
+    valid = reader.Take(number);
+    const std::uint64_t unit = valid ? SecondsOf(reader.TakeAny(), iso, clockPart) : 0;
+    seconds += number * unit;
+    valid = unit != 0 && seconds <= LastTime / UnitsPerSecond;
+    ++parts;
+  }
+  if (!valid || parts == 0) {
+    throw UsageError(
+        fmt::format("{}: '{}' is not a length of time; expected one such as 12d, 1d12h, 30m, 45s, "
+                    "2w, P1D or PT12H",
+                    option, text));
+  }
+  return seconds * UnitsPerSecond;
+}
+
+std::uint64_t HostTime() {
+  const auto sinceEpoch = std::chrono::system_clock::now() - Epoch;
+  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count()) *
+         UnitsPerSecond;
+}
+
+std::string FormatIso(std::uint64_t time) {
+  const Calendar calendar = Split(time);
+  return fmt::format("{}T{:02}:{:02}:{:02}Z", FormatDay(calendar), calendar.clock.hours().count(),
+                     calendar.clock.minutes().count(), calendar.clock.seconds().count());
+}
+
+std::string FormatTime(std::uint64_t time) {
+  if (time / UnitsPerSecond > LastTime / UnitsPerSecond) {
+    return "after the year 9999";
+  }
+  const Calendar calendar = Split(time);
+  std::string text = fmt::format("{} {:02}:{:02}", FormatDay(calendar), calendar.clock.hours().count(),
+                                 calendar.clock.minutes().count());
+  if (calendar.clock.seconds().count() != 0) {
+    text += fmt::format(":{:02}", calendar.clock.seconds().count());
+  }
+  return text + " UTC";
+}
+
+std::string FormatDuration(std::uint64_t duration) {
+  static constexpr std::array<std::pair<std::uint64_t, const char*>, 4> units = {
+      {{SecondsPerDay, "day"}, {3'600, "hour"}, {60, "minute"}, {1, "second"}}};
+  std::uint64_t seconds = duration / UnitsPerSecond;
+  std::string text;
+  unsigned int parts = 0;
+  for (const auto& [size, name] : units) {
+    if (seconds >= size && parts < 2) {
+      text += fmt::format("{}{} {}{}", parts++ == 0 ? "" : " ", seconds / size, name,
+                          seconds / size == 1 ? "" : "s");
+      seconds %= size;
+    }
+  }
+  return parts == 0 ? "0 seconds" : text;
+}
+
+}  // namespace kvsim
