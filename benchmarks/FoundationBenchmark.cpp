@@ -6,20 +6,20 @@
 #include <memory>
 #include <string>
 
+#include "BenchmarkSession.h"
 #include "foundation/PtrRef.h"
 #include "foundation/UnicodeString.h"
-#include "support/SystemSession.h"
 
 namespace {
 
 constexpr const wchar_t* Path = L"System\\CurrentControlSet\\Services\\kvlnk03\\LifeTime\\7d0c2f66-client";
 
 std::u16string StandardPath() {
-  return MachineText(LUnicodeString(Path));
+  return winsim::FromWide(Path);
 }
 
 void CopyText_LUnicodeString(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const LUnicodeString text(Path);
   for (auto _ : state) {
     LUnicodeString copy(text);
@@ -29,7 +29,7 @@ void CopyText_LUnicodeString(benchmark::State& state) {
 BENCHMARK(CopyText_LUnicodeString);
 
 void CopyText_u16string(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const std::u16string text = StandardPath();
   for (auto _ : state) {
     std::u16string copy(text);
@@ -39,7 +39,7 @@ void CopyText_u16string(benchmark::State& state) {
 BENCHMARK(CopyText_u16string);
 
 void CopyText_SharedString(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const auto text = std::make_shared<const std::u16string>(StandardPath());
   for (auto _ : state) {
     auto copy = text;
@@ -49,7 +49,7 @@ void CopyText_SharedString(benchmark::State& state) {
 BENCHMARK(CopyText_SharedString);
 
 void CopyThenWrite_LUnicodeString(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const LUnicodeString text(Path);
   for (auto _ : state) {
     LUnicodeString copy(text);
@@ -60,7 +60,7 @@ void CopyThenWrite_LUnicodeString(benchmark::State& state) {
 BENCHMARK(CopyThenWrite_LUnicodeString);
 
 void CopyThenWrite_u16string(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const std::u16string text = StandardPath();
   for (auto _ : state) {
     std::u16string copy(text);
@@ -71,7 +71,7 @@ void CopyThenWrite_u16string(benchmark::State& state) {
 BENCHMARK(CopyThenWrite_u16string);
 
 void AppendUnits_LUnicodeString(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   for (auto _ : state) {
     LUnicodeString text;
     for (int unit = 0; unit < 64; ++unit) {
@@ -83,7 +83,7 @@ void AppendUnits_LUnicodeString(benchmark::State& state) {
 BENCHMARK(AppendUnits_LUnicodeString);
 
 void AppendUnits_u16string(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   for (auto _ : state) {
     std::u16string text;
     for (int unit = 0; unit < 64; ++unit) {
@@ -95,7 +95,7 @@ void AppendUnits_u16string(benchmark::State& state) {
 BENCHMARK(AppendUnits_u16string);
 
 void CopyPointer_LPtrRef(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const LPtrRef<LRefObject> object = LMakeRef<LRefObject>();
   for (auto _ : state) {
     LPtrRef<LRefObject> copy(object);
@@ -105,7 +105,7 @@ void CopyPointer_LPtrRef(benchmark::State& state) {
 BENCHMARK(CopyPointer_LPtrRef);
 
 void CopyPointer_shared_ptr(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   const auto object = std::make_shared<int>();
   for (auto _ : state) {
     std::shared_ptr<int> copy(object);
@@ -115,7 +115,7 @@ void CopyPointer_shared_ptr(benchmark::State& state) {
 BENCHMARK(CopyPointer_shared_ptr);
 
 void MakeObject_LMakeRef(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   for (auto _ : state) {
     benchmark::DoNotOptimize(LMakeRef<LRefObject>());
   }
@@ -123,7 +123,7 @@ void MakeObject_LMakeRef(benchmark::State& state) {
 BENCHMARK(MakeObject_LMakeRef);
 
 void MakeObject_make_shared(benchmark::State& state) {
-  const SystemSession session;
+  const BenchmarkSession session;
   for (auto _ : state) {
     benchmark::DoNotOptimize(std::make_shared<int>());
   }

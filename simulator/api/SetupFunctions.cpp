@@ -15,7 +15,6 @@ namespace {
 constexpr DWORD DigcfAllClasses = 0x4;
 constexpr DWORD DigcfDeviceInterface = 0x10;
 constexpr DWORD DoDefault = 0xE000020E;
-constexpr DWORD InvalidProperty = 0xE0000209;
 
 /// A set of device nodes as they were when it was made; a node is known by its place, beginning with 1.
 class DeviceSetObject : public Object {
@@ -129,7 +128,7 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
                     }
                     const char16_t* const name = ValueName(property);
                     if (name == nullptr) {
-                      return InvalidProperty;
+                      return ERROR_INVALID_REG_PROPERTY;
                     }
                     const RegistryValue* const value =
                         thread.GetMachine().deviceNodes.Property(*instance, name);

@@ -7,7 +7,7 @@ namespace winsim {
 
 std::u16string FileNode::Path() const {
   if (parent == nullptr) {
-    return name + u'\\';
+    return IsFolder() ? name + u'\\' : name;
   }
   std::u16string path = name;
   for (const FileNode* node = parent; node != nullptr; node = node->parent) {

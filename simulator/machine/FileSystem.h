@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -165,6 +164,7 @@ class FileSystem {
   std::uint32_t DelayMove(const PathContext& context, std::u16string_view source,
                           const std::optional<std::u16string>& target, std::uint32_t flags);
   void RunPendingOperation(const std::u16string& source, std::u16string target);
+  PathContext SystemContext() const;
   FileTimes Now() const;
   void Unlink(FileNode& node);
   Location MustResolve(std::u16string_view path);

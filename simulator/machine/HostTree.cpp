@@ -16,6 +16,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The machine's name for an entry of the host.
+std::u16string NameOf(const fs::path& entry) {
+  const std::string hostName = entry.filename().string();
+  const std::u16string name = FromUtf8(hostName);
+  if (ToUtf8(name) != hostName || !IsValidFileName(name) || name.back() == u'.' || name.back() == u' ') {
+    throw MachineFolderError(entry, 0, "has a name that no file on Windows can have");
+  }
+  return name;
+}
+
+}  // namespace
+
 std::vector<fs::path> SortedEntries(const fs::path& folder) {
   std::vector<fs::path> entries;
   std::error_code error;
@@ -28,18 +40,6 @@ std::vector<fs::path> SortedEntries(const fs::path& folder) {
   std::sort(entries.begin(), entries.end());
   return entries;
 }
-
-/// The machine's name for an entry of the host.
-std::u16string NameOf(const fs::path& entry) {
-  const std::string hostName = entry.filename().string();
-  const std::u16string name = FromUtf8(hostName);
-  if (ToUtf8(name) != hostName || !IsValidFileName(name)) {
-    throw MachineFolderError(entry, 0, "has a name that no file on Windows can have");
-  }
-  return name;
-}
-
-}  // namespace
 
 void LoadHostTree(const fs::path& hostFolder, FileSystem& files, const std::u16string& path) {
   std::map<std::u16string, fs::path, CaseInsensitiveLess> names;

@@ -2,10 +2,14 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "machine/FileSystem.h"
 
 namespace winsim {
+
+/// What is in a folder of the host, in the order of names. Throws MachineFolderError.
+std::vector<std::filesystem::path> SortedEntries(const std::filesystem::path& folder);
 
 /// Adds what is in a folder of the host to the machine's folder `path`; the contents of files are read later.
 /// Throws MachineFolderError.

@@ -32,13 +32,8 @@ std::shared_ptr<Process> Machine::NewProcess(std::u16string commandLine) {
   return process;
 }
 
-std::shared_ptr<Process> Machine::StartProgram(const Program& program, std::u16string commandLine,
-                                               std::u16string serviceName) {
+std::shared_ptr<Process> Machine::StartProgram(const Program& program, std::u16string commandLine) {
   auto process = NewProcess(std::move(commandLine));
-  process->serviceName = std::move(serviceName);
-  if (!process->serviceName.empty()) {
-    process->session = 0;
-  }
   process->imagePath =
       FindProgramOf(*this, {process->currentDirectory}, process->CommandLine(), ProgramDirectories(*process))
           .path;
@@ -71,8 +66,14 @@ std::uint32_t Machine::Run(const std::u16string& commandLine) {
   return process->ExitCode().value();
 }
 
+void Machine::Adopt(std::thread thread) {
+  const std::lock_guard lock(m_hostThreadsMutex);
+  m_hostThreads.push_back(std::move(thread));
+}
+
 void Machine::AwaitIdle() {
   scheduler.AwaitIdle();
+  const std::lock_guard lock(m_hostThreadsMutex);
   while (!m_hostThreads.empty()) {
     m_hostThreads.front().join();
     m_hostThreads.pop_front();

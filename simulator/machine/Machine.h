@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -80,8 +81,7 @@ class Machine {
   std::shared_ptr<Process> NewProcess(std::u16string commandLine);
   /// Starts `program` as the main thread of a new process; the executable file that the command line names,
   /// if it does, is in use until the program ends.
-  std::shared_ptr<Process> StartProgram(const Program& program, std::u16string commandLine,
-                                        std::u16string serviceName = {});
+  std::shared_ptr<Process> StartProgram(const Program& program, std::u16string commandLine);
   /// Starts `program` as the main thread of `process`, which ends with it; until then the process's
   /// executable file, if it has one, is in use.
   std::shared_ptr<Thread> StartMainThread(const std::shared_ptr<Process>& process, const Program& program);
@@ -94,12 +94,14 @@ class Machine {
   std::uint32_t Run(const std::u16string& commandLine);
 
   /// Keeps a host thread that is to be joined once it has left the machine.
-  void Adopt(std::thread thread) { m_hostThreads.push_back(std::move(thread)); }
+  void Adopt(std::thread thread);
   /// Waits from outside until no thread of the machine is left, and joins the host threads.
   void AwaitIdle();
 
  private:
   unsigned int m_processes = 0;
+  /// A thread that is adopted from outside may run, and start others, at once.
+  std::mutex m_hostThreadsMutex;
   std::list<std::thread> m_hostThreads;
 };
 

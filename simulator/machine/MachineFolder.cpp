@@ -115,16 +115,16 @@ std::unique_ptr<MachineFolder> MachineFolder::Load(const fs::path& folder, std::
 
 void MachineFolder::LoadDrives() {
   std::map<char16_t, fs::path> found;
-  for (const auto& entry : fs::directory_iterator(m_folder)) {
-    const char16_t letter = DriveOf(entry.path());
+  for (const fs::path& entry : SortedEntries(m_folder)) {
+    const char16_t letter = DriveOf(entry);
     if (letter == 0) {
       continue;
     }
-    if (!entry.is_directory() || entry.is_symlink()) {
-      throw MachineFolderError(entry.path(), 0, "is not a folder; expected the files of a drive");
+    if (!fs::is_directory(fs::symlink_status(entry))) {
+      throw MachineFolderError(entry, 0, "is not a folder; expected the files of a drive");
     }
-    if (!found.emplace(letter, entry.path()).second) {
-      throw MachineFolderError(entry.path(), 0, "stands for the drive of " + found[letter].string() + " too");
+    if (!found.emplace(letter, entry).second) {
+      throw MachineFolderError(entry, 0, "stands for the drive of " + found[letter].string() + " too");
     }
   }
   for (const auto& [letter, hostFolder] : found) {

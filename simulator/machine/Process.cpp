@@ -65,6 +65,10 @@ Thread* Thread::Find() {
 }
 
 void Thread::QueueCall(std::uint32_t afterMilliseconds) {
+  if (afterMilliseconds == 0) {
+    ++pendingCalls;
+    return;
+  }
   Machine& machine = GetMachine();
   machine.scheduler.At(machine.clock.Now() + afterMilliseconds * Clock::UnitsPerMillisecond,
                        [target = weak_from_this()] {

@@ -52,8 +52,12 @@ class MemoryFile {
 /// modules by their path, which must not come up again for another one.
 class LoadedModule {
  public:
-  LoadedModule(const std::vector<char>& contents, const std::string& origin)
-      : m_file(contents), m_module(dlopen(m_file.Path().c_str(), RTLD_NOW | RTLD_LOCAL)) {
+  LoadedModule(const std::vector<char>& contents, const std::string& origin) : m_file(contents) {
+    const std::string path = m_file.Path();
+    if (dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD) != nullptr) {
+      throw std::runtime_error(origin + " was not unloaded when its last process ended.");
+    }
+    m_module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (m_module == nullptr) {
       throw std::runtime_error(origin + " cannot be loaded: " + dlerror());
     }
@@ -72,7 +76,7 @@ class LoadedModule {
 
  private:
   MemoryFile m_file;
-  void* m_module;
+  void* m_module = nullptr;
   EntryPoint m_entry = nullptr;
 };
 

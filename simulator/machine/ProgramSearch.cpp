@@ -3,6 +3,9 @@
 #include <winbase.h>
 #include <winerror.h>
 
+#include <algorithm>
+#include <optional>
+
 #include "machine/Machine.h"
 
 namespace winsim {

@@ -94,7 +94,11 @@ std::uint32_t Services::LaunchProgram(ServiceRecord& record, std::vector<std::u1
   record.statusNumber = 0;
   record.handler = nullptr;
   record.requests.clear();
-  record.process = m_machine.StartProgram(*found.program, commandLine, record.name);
+  record.process = m_machine.NewProcess(commandLine);
+  record.process->serviceName = record.name;
+  record.process->session = 0;
+  record.process->imagePath = found.path;
+  m_machine.StartMainThread(record.process, *found.program);
   return 0;
 }
 

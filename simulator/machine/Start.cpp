@@ -9,6 +9,9 @@ void Machine::Start(AutoStart autoStart) {
   }
   clock.MarkStart();
   files.RunPendingOperations();
+  if (settings.version.platformId == 1) {
+    return;  // no service control manager
+  }
   services.RemoveMarked();
   // A driver or service that fails to start is left alone, as on Windows.
   for (const std::u16string& driver : services.DriversInLoadOrder()) {

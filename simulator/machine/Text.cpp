@@ -53,7 +53,8 @@ std::string ToUtf8(std::u16string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     std::uint32_t point = text[i];
     if (point >= 0xD800 && point < 0xE000) {
-      const bool pair = point < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
+      const bool pair =
+          point < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
       point = pair ? 0x10000 + ((point - 0xD800) << 10) + (text[++i] - 0xDC00u) : 0xFFFD;
     }
     AppendUtf8(result, point);
@@ -75,7 +76,8 @@ std::u16string FromUtf8(std::string_view text) {
     }
     static constexpr std::uint32_t smallest[] = {0, 0x80, 0x800, 0x10000};
     const bool valid = taken == following && (lead < 0x80 || (lead >= 0xC2 && lead < 0xF5)) &&
-                       point >= smallest[following] && point < 0x110000 && (point < 0xD800 || point >= 0xE000);
+                       point >= smallest[following] && point < 0x110000 &&
+                       (point < 0xD800 || point >= 0xE000);
     if (!valid) {
       point = 0xFFFD;
     }
@@ -104,8 +106,8 @@ char16_t FoldCase(char16_t unit) {
   }
   // Latin Extended-A pairs its letters, the capital first: at even code points but for two runs.
   const bool capitalIsOdd = within(0x139, 0x148) || within(0x179, 0x17E);
-  if (within(0x100, 0x17E) && unit != 0x130 && unit != 0x131 && unit != 0x138 && unit != 0x149 && unit != 0x178 &&
-      (unit % 2 == 1) != capitalIsOdd) {
+  if (within(0x100, 0x17E) && unit != 0x130 && unit != 0x131 && unit != 0x138 && unit != 0x149 &&
+      unit != 0x178 && (unit % 2 == 1) != capitalIsOdd) {
     return less(1);
   }
   return unit;
@@ -123,8 +125,18 @@ bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right) {
 }
 
 bool CaseInsensitiveLess::operator()(std::u16string_view left, std::u16string_view right) const {
-  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
-                                      [](char16_t a, char16_t b) { return FoldCase(a) < FoldCase(b); });
+  const std::size_t common = std::min(left.size(), right.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    // Mostly the units are the same: every look-up of a name comes through here.
+    if (left[i] != right[i]) {
+      const char16_t a = FoldCase(left[i]);
+      const char16_t b = FoldCase(right[i]);
+      if (a != b) {
+        return a < b;
+      }
+    }
+  }
+  return left.size() < right.size();
 }
 
 }  // namespace winsim

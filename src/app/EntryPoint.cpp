@@ -37,7 +37,7 @@ int Dispatch() {
   }
 }
 
-int RunProcess() noexcept {
+int RunProcess() {
   int exitCode = -1;
   bool started = false;
   try {

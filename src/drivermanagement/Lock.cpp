@@ -1,5 +1,8 @@
 #include "drivermanagement/Lock.h"
 
+#include <exception>
+
+#include "foundation/Exception.h"
 #include "system/SecurityDescriptor.h"
 #include "system/WindowsApi.h"
 
@@ -33,12 +36,18 @@ void Lock::Leave() {
   m_mutex->Leave();
 }
 
-Locker::Locker(LPtrRef<Lock> lock) : m_lock(lock) {
+Locker::Locker(LPtrRef<Lock> lock) : m_lock(lock), m_exceptionsBefore(std::uncaught_exceptions()) {
   if (m_lock.Valid()) m_lock->Enter();
 }
 
 Locker::~Locker() noexcept(false) {
-  if (m_lock.Valid()) m_lock->Leave();
+  if (!m_lock.Valid()) return;
+  try {
+    m_lock->Leave();
+  } catch (const LBaseException&) {
+    // Two exceptions at once would end the process.
+    if (std::uncaught_exceptions() == m_exceptionsBefore) throw;
+  }
 }
 
 }  // namespace DriverManagement

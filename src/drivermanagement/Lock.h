@@ -25,7 +25,8 @@ class Lock : public LRefObject {
   LPtrRef<LCommon::System::Mutex> m_mutex;
 };
 
-/// Holds a lock for the life of a scope, however the scope ends. Stays on its thread.
+/// Holds a lock for the life of a scope, however the scope ends. Stays on its thread. A lock that cannot be
+/// left throws what `Leave` does, unless another exception is ending the scope already.
 class Locker : public LObject {
  public:
   /// A null `lock` is nothing to take.
@@ -34,6 +35,7 @@ class Locker : public LObject {
 
  private:
   const LPtrRef<Lock> m_lock;
+  const int m_exceptionsBefore;
 };
 
 }  // namespace DriverManagement

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "foundation/DynamicStorage.h"
 
 /// A value of bytes. Copies share one block and cost one atomic increment; the first write to a shared block
@@ -15,6 +17,9 @@ class LBuffer {
   LBuffer(const void* data, unsigned int size) { Assign(data, size); }
   /// Asserts that `buffer` is not locked.
   LBuffer(const LBuffer& buffer);
+  /// Takes the contents over, a lock with them; `buffer` is empty afterwards. Keeps growing arrays of text
+  /// cheap.
+  LBuffer(LBuffer&& buffer) noexcept : m_pDataStorage(std::exchange(buffer.m_pDataStorage, nullptr)) {}
   LBuffer& operator=(const LBuffer& buffer) {
     Assign(buffer);
     return *this;

@@ -38,9 +38,10 @@ const wchar_t* MultiString(const LBuffer& strings) {
   return reinterpret_cast<const wchar_t*>(strings.Data());
 }
 
+// The platform gives a list of none as an empty text with a single terminator, behind which other data lies.
 LUnicodeStringArray FromMultiString(const wchar_t* text) {
   LUnicodeStringArray strings;
-  strings.FromMultiString(text);
+  if (text && *text != 0) strings.FromMultiString(text);
   return strings;
 }
 

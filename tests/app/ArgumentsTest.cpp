@@ -40,8 +40,8 @@ TEST_CASE("the command line is split into the program path and the words behind 
       {"kvdel01.exe \"a b\"", {"kvdel01.exe", "\"a", "b\""}},
       {"\"never closed svc", {"never closed svc"}},
   };
-  for (const auto& [commandLine, expected] : cases) {
-    CAPTURE(commandLine);
-    CHECK(Split(commandLine) == expected);
+  for (const auto& item : cases) {
+    CAPTURE(item.commandLine);
+    CHECK(Split(item.commandLine) == item.expected);
   }
 }

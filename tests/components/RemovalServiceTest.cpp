@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "support/Lines.h"
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
@@ -18,8 +19,6 @@ using LCommon::System::WindowsErrorException;
 using ProjectSpecific::SelfManager;
 
 namespace {
-
-using Lines = std::vector<std::string>;
 
 constexpr const char* Description =
     "This service will automatically uninstall KV Quellin drivers when you don't need them anymore to launch "
@@ -156,10 +155,12 @@ TEST_CASE("a missing program means expired, every other failure to ask it is one
       {"GetExitCodeProcess", 2, Exactly<WindowsErrorException>(2)},
       {"GetExitCodeProcess", 6, Exactly<WindowsErrorException>(6)},
   };
-  for (const auto& [function, code, thrown] : cases) {
-    CAPTURE(function);
-    session.machine.gate.FailFunction(function, code);
-    CHECK(Thrown([&] { CHECK(ask() == 1); }) == thrown);
+  for (const auto& item : cases) {
+    CAPTURE(item.thrown);
+    session.machine.gate.FailFunction(item.function, item.code);
+    unsigned int expired = 1;
+    CHECK(Thrown([&] { expired = ask(); }) == item.thrown);
+    CHECK(expired == 1);
   }
   session.machine.gate.FailFunction("CreateProcessW", 8);
   try {

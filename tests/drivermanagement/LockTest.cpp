@@ -41,6 +41,14 @@ TEST_CASE("the installation lock is one recursive mutex for everybody") {
   CHECK_THROWS_AS(second.Leave(), Mutex::Exception);
 }
 
+TEST_CASE("a program of another account shares the lock") {
+  SystemSession session;
+  Lock first;
+  session.Process().account = u"somebody else";
+  const Locker locker(LMakeRef<Lock>());
+  CHECK_FALSE(IsFree());
+}
+
 TEST_CASE("a locker holds the lock to the end of its scope, however that ends") {
   SystemSession session;
   const auto lock = LMakeRef<Lock>();

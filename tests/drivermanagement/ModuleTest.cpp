@@ -40,12 +40,10 @@ TEST_CASE("a module is up to date when its version resource meets the container'
       {Version1234, 0, Version1234, buildUnknown, 1},
       {Version1234, 0, Version1234 - 1, buildUnknown, 1},
       {Version1234, 0, Version1234 + 1, buildUnknown, 0},
-      {Version1234, 0, 0x0001'0003'0000'0000, buildUnknown, 0},
       {0x0002'0000'0000'0000, 0, Version1234, buildRelease, 1},
       {0, 0, UnspecifiedVersion, buildUnknown, 1},
       {Version1234, 0x01, Version1234, buildRelease, 0},
       {Version1234, 0x01, Version1234, buildUnknown, 1},
-      {Version1234, 0x01, Version1234, buildDebug, 1},
       {Version1234, 0x28, Version1234, buildPrivate, 1},
       {Version1234, 0x20, Version1234, buildPrivate, 0},
       {Version1234, 0x02, Version1234, buildRelease, 1},
@@ -83,7 +81,6 @@ TEST_CASE("an image is up to date when it targets the container's processor and 
       {0xAA64, 6, 1, Manager::machineNotSpecified, UnspecifiedVersion, 0},
       {0x8664, 6, 1, Manager::machineAmd64, MajorMinorVersion(6, 2), 0},
       {0x8664, 6, 2, Manager::machineAmd64, MajorMinorVersion(6, 1), 0},
-      {0x8664, 5, 1, Manager::machineAmd64, MajorMinorVersion(6, 1), 0},
   };
   for (const bool plus : {false, true}) {
     const auto container = LMakeRef<TestContainer>();
@@ -185,7 +182,7 @@ TEST_CASE("modules lie in the directory of their kind and are installed only whe
     CHECK(item.module.Install(1) == BaseObject::installUpToDate);
     CHECK(container->bodiesAsked == 1);
     files.WriteFile(item.path, BuildImage({.version = ImageVersion{Version1234 - 1, 0}}));
-    CHECK(item.module.Update(1) == BaseObject::updateDone);
+    CHECK(item.module.Install(1) == BaseObject::installUpdated);
     CHECK(files.Read(item.path) == container->body);
   }
 }
@@ -200,32 +197,23 @@ TEST_CASE("a module without a container of its kind is asserted when it has a fi
 
 TEST_CASE("the empty container answers nothing and says which operation was asked") {
   NullPeModuleContainer container;
-  const struct {
-    std::string function;
-    std::function<void()> ask;
-  } cases[] = {
-      {"class LBuffer __cdecl DriverManagement::NullPeModuleContainer::GetBody(void)",
-       [&] { container.GetBody(); }},
-      {"unsigned __int64 __cdecl DriverManagement::NullPeModuleContainer::GetTime(void)",
-       [&] { container.GetTime(); }},
-      {"enum DriverManagement::BuildType __cdecl DriverManagement::NullPeModuleContainer::GetBuildType(void)",
-       [&] { container.GetBuildType(); }},
-      {"unsigned __int64 __cdecl DriverManagement::NullPeModuleContainer::GetVersion(void)",
-       [&] { container.GetVersion(); }},
-      {"enum LCommon::System::Manager::MachineType __cdecl "
-       "DriverManagement::NullPeModuleContainer::GetTargetMachineType(void)",
-       [&] { container.GetTargetMachineType(); }},
-      {"unsigned __int64 __cdecl DriverManagement::NullPeModuleContainer::GetTargetOsVersion(void)",
-       [&] { container.GetTargetOsVersion(); }},
-  };
-  for (const auto& item : cases) {
-    std::string reported;
+  const std::function<void()> questions[] = {[&] { container.GetBody(); },
+                                             [&] { container.GetTime(); },
+                                             [&] { container.GetBuildType(); },
+                                             [&] { container.GetVersion(); },
+                                             [&] { container.GetTargetMachineType(); },
+                                             [&] { container.GetTargetOsVersion(); }};
+  std::string functions;
+  for (const auto& ask : questions) {
+    CHECK(FailedCondition(ask) == "Unreachable point");
     try {
-      item.ask();
-    } catch (const LMessageException& report) {
-      reported = report.Function();
+      ask();
+    } catch (const LBaseException& report) {
+      const std::string function = report.Function();
+      functions += function.substr(function.rfind(':') + 1) + " ";
     }
-    CHECK(reported == item.function);
-    CHECK(FailedCondition(item.ask) == "Unreachable point");
   }
+  CHECK(functions ==
+        "GetBody(void) GetTime(void) GetBuildType(void) GetVersion(void) GetTargetMachineType(void) "
+        "GetTargetOsVersion(void) ");
 }

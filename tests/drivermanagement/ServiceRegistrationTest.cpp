@@ -53,10 +53,6 @@ Entry FullEntry() {
           .dependencies = Names({L"first", L"second"})};
 }
 
-Entry LooseEntry() {
-  return {.image = L""};
-}
-
 Entry Win32Entry() {
   return {.type = SERVICE_WIN32_OWN_PROCESS,
           .start = SERVICE_AUTO_START,

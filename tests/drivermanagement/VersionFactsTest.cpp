@@ -5,19 +5,6 @@
 using namespace DriverManagement;
 using LCommon::System::Manager;
 
-namespace {
-
-constexpr std::uint64_t Unspecified = 0xFFFFFFFFFFFFFFFF;
-
-template <class Fact>
-struct Comparison {
-  Fact actual;
-  Fact expected;
-  bool meets;
-};
-
-}  // namespace
-
 TEST_CASE("flags, numbers and machines are read into the shared encodings") {
   const struct {
     unsigned int flags;
@@ -43,31 +30,5 @@ TEST_CASE("flags, numbers and machines are read into the shared encodings") {
   for (const auto& machine : machines) {
     CAPTURE(machine.machine);
     CHECK(MachineTypeFromPe(machine.machine) == machine.type);
-  }
-}
-
-TEST_CASE("a fact that one side leaves open speaks against nothing") {
-  const Comparison<BuildType> builds[] = {{buildDebug, buildDebug, true},
-                                          {buildDebug, buildRelease, false},
-                                          {buildDebug, buildUnknown, true},
-                                          {buildUnknown, buildRelease, true}};
-  for (const auto& build : builds) {
-    CAPTURE(build.actual);
-    CAPTURE(build.expected);
-    CHECK(MeetsBuildType(build.actual, build.expected) == build.meets);
-  }
-  const Comparison<std::uint64_t> versions[] = {
-      {5, 5, true}, {6, 5, true}, {4, 5, false}, {0, Unspecified, true}, {Unspecified, 5, true}};
-  for (const auto& version : versions) {
-    CAPTURE(version.actual);
-    CAPTURE(version.expected);
-    CHECK(MeetsVersion(version.actual, version.expected) == version.meets);
-  }
-  const Comparison<std::uint64_t> targets[] = {
-      {5, 5, true}, {6, 5, false}, {4, 5, false}, {0, Unspecified, true}, {Unspecified, 5, true}};
-  for (const auto& target : targets) {
-    CAPTURE(target.actual);
-    CAPTURE(target.expected);
-    CHECK(MeetsTargetOs(target.actual, target.expected) == target.meets);
   }
 }

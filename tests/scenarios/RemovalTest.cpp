@@ -134,38 +134,42 @@ TEST_CASE("without any driver the service removes itself, and its file goes with
   CHECK(machine.SinceBare() == Lines{});
 }
 
-TEST_CASE("each driver is stopped, then its log source, entry and file go; the lock spans it all, redirection within") {
+TEST_CASE(
+    "each driver is stopped, then its log source, entry and file go; the lock spans it all, redirection "
+    "within") {
   UnclaimedMachine machine(Settings::Windows10Wow64());
   for (const auto driver : {u"kvlnk03", u"kvlnk04", u"kvvol02", u"kvaux02", u"kvenv01"}) {
     UninstallDriver(*machine, driver);
   }
   machine->gate.StartTrace();
   machine->Start();
-  const Lines calls =
-      CallsOf(*machine, {"CreateMutexW", "WaitForMultipleObjectsEx", "ReleaseMutex", "Wow64DisableWow64FsRedirection",
-                         "Wow64RevertWow64FsRedirection", "ControlService", "DeleteService", "RegDeleteKeyW",
-                         "DeleteFileW", "MoveFileExW", "SetupDiCallClassInstaller", "SetServiceStatus"});
-  CHECK(calls == Lines{
-                     "SetServiceStatus(4)",
-                     R"(CreateMutexW(0, "Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}"))",
-                     "WaitForMultipleObjectsEx(1, 1, 0xFFFFFFFF, 0)",
-                     "Wow64DisableWow64FsRedirection()",
-                     "ControlService(service kvenv01a, 1)",
-                     R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\System, "kvenv01a"))",
-                     "DeleteService(service kvenv01a)",
-                     "SetupDiCallClassInstaller(5, device set)",
-                     R"(DeleteFileW("C:\Windows\system32\drivers\kvenv01a.sys"))",
-                     R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\Application, "kvdel01"))",
-                     "DeleteService(service kvdel01)",
-                     R"(DeleteFileW("C:\Windows\system32\kvdel01.exe") = 5)",
-                     R"(MoveFileExW("C:\Windows\system32\kvdel01.exe", null, 4))",
-                     "Wow64RevertWow64FsRedirection()",
-                     R"(ReleaseMutex(mutex Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}))",
-                     "SetServiceStatus(1)",
-                 });
+  const Lines calls = CallsOf(
+      *machine, {"CreateMutexW", "WaitForMultipleObjectsEx", "ReleaseMutex", "Wow64DisableWow64FsRedirection",
+                 "Wow64RevertWow64FsRedirection", "ControlService", "DeleteService", "RegDeleteKeyW",
+                 "DeleteFileW", "MoveFileExW", "SetupDiCallClassInstaller", "SetServiceStatus"});
+  CHECK(calls ==
+        Lines{
+            "SetServiceStatus(4)",
+            R"(CreateMutexW(0, "Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}"))",
+            "WaitForMultipleObjectsEx(1, 1, 0xFFFFFFFF, 0)",
+            "Wow64DisableWow64FsRedirection()",
+            "ControlService(service kvenv01a, 1)",
+            R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\System, "kvenv01a"))",
+            "DeleteService(service kvenv01a)",
+            "SetupDiCallClassInstaller(5, device set)",
+            R"(DeleteFileW("C:\Windows\system32\drivers\kvenv01a.sys"))",
+            R"(RegDeleteKeyW(HKLM\System\CurrentControlSet\Services\Eventlog\Application, "kvdel01"))",
+            "DeleteService(service kvdel01)",
+            R"(DeleteFileW("C:\Windows\system32\kvdel01.exe") = 5)",
+            R"(MoveFileExW("C:\Windows\system32\kvdel01.exe", null, 4))",
+            "Wow64RevertWow64FsRedirection()",
+            R"(ReleaseMutex(mutex Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}))",
+            "SetServiceStatus(1)",
+        });
 }
 
-TEST_CASE("the pass waits for another program's installation, also for one that dies, and works on what it left") {
+TEST_CASE(
+    "the pass waits for another program's installation, also for one that dies, and works on what it left") {
   for (const bool dies : {false, true}) {
     CAPTURE(dies);
     UnclaimedMachine machine;
@@ -184,7 +188,8 @@ TEST_CASE("the pass waits for another program's installation, also for one that 
   }
 }
 
-TEST_CASE("a failure at one driver leaves it and those behind it for the next start, which finishes the job") {
+TEST_CASE(
+    "a failure at one driver leaves it and those behind it for the next start, which finishes the job") {
   const auto failing = [](UnclaimedMachine& machine, const char* how) {
     CAPTURE(how);
     machine->Start();

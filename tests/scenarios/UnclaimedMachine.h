@@ -9,15 +9,15 @@
 #include "support/MachineSession.h"
 #include "support/ManagedMachine.h"
 
-
 /// A machine with the removal service and all six drivers, none of them claimed, which knows the program.
 class UnclaimedMachine {
  public:
-  explicit UnclaimedMachine(winsim::Settings settings = winsim::Settings::Windows10())
+  explicit UnclaimedMachine(winsim::Settings settings = winsim::Settings::Windows10(),
+                            winsim::Program program = ProgramModule())
       : m_machine(MakeMachine(std::move(settings))) {
     InstallWindowsKeys(*m_machine);
     m_bare = Snapshot(*m_machine);
-    m_machine->programs[u"kvdel01.exe"] = winsim::LoadProgramImage(winsim::BesideThisProgram("kvdel01.so"));
+    m_machine->programs[u"kvdel01.exe"] = std::move(program);
     InstallRemovalService(*m_machine);
     for (const std::u16string_view driver : ManagedDrivers) {
       InstallDriver(*m_machine, driver);
@@ -35,6 +35,10 @@ class UnclaimedMachine {
   Lines SinceBare() { return Changes(m_bare, Snapshot(*m_machine)); }
 
  private:
+  static winsim::Program ProgramModule() {
+    return winsim::LoadProgramImage(winsim::BesideThisProgram("kvdel01.so"));
+  }
+
   std::unique_ptr<winsim::Machine> m_machine;
   Lines m_bare;
 };

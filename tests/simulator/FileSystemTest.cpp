@@ -1,67 +1,14 @@
-#include <doctest/doctest.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
-#include "simulator/LastError.h"
-#include "support/MachineSession.h"
+#include "simulator/FileCalls.h"
 
 using winsim::FromWide;
 using winsim::Settings;
 using winsim::ToUtf8;
-
-namespace {
-
-constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr DWORD BackupSemantics = 0x02000000;
-
-/// What opening leaves as the last error; the handle, if there is one, is closed again.
-DWORD OpenError(const wchar_t* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0,
-                bool* opened = nullptr) {
-  return ErrorOf([&] {
-    const HANDLE file = CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
-    const DWORD error = GetLastError();
-    if (opened != nullptr) {
-      *opened = file != INVALID_HANDLE_VALUE;
-    }
-    if (file != INVALID_HANDLE_VALUE) {
-      CHECK(CloseHandle(file) == TRUE);
-    }
-    SetLastError(error);
-  });
-}
-
-HANDLE Open(const wchar_t* name, DWORD access, DWORD share) {
-  const HANDLE file = CreateFileW(name, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
-  REQUIRE(file != INVALID_HANDLE_VALUE);
-  return file;
-}
-
-DWORD DeleteError(const wchar_t* name) {
-  return ErrorOf([&] { DeleteFileW(name); });
-}
-
-DWORD MoveError(const wchar_t* source, const wchar_t* target, DWORD flags) {
-  return ErrorOf([&] { MoveFileExW(source, target, flags); });
-}
-
-DWORD AttributesError(const wchar_t* name) {
-  return FailureOf(INVALID_FILE_ATTRIBUTES, [&] { return GetFileAttributesW(name); });
-}
-
-std::string Text(const winsim::Bytes& bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
-std::string Listing(winsim::FileSystem& files, const char16_t* folder) {
-  std::string result;
-  for (const std::u16string& path : files.List(folder)) {
-    result += (result.empty() ? "" : " ") + ToUtf8(path);
-  }
-  return result;
-}
-
-}  // namespace
 
 TEST_CASE("every disposition does what it says on a file, a missing one and a folder") {
   enum class What { file, readOnly, hidden, missing, folder };
@@ -370,7 +317,8 @@ TEST_CASE("an open file is written, measured and dated through its handle") {
 }
 
 TEST_CASE("a file of the host is read when it is needed and never written") {
-  const std::string path = std::string(std::tmpnam(nullptr)) + ".host";
+  const std::string path =
+      (std::filesystem::temp_directory_path() / ("host-file-" + std::to_string(getpid()))).string();
   const auto write = [&](const char* text) { std::ofstream(path, std::ios::binary) << text; };
   write("host");
   MachineSession session;
@@ -403,138 +351,29 @@ TEST_CASE("32-bit programs find their system folder where the system's is, unles
       {"C:\\Windows\\regedit.exe", "C:\\Windows\\SysWOW64\\regedit.exe"},
       {"C:\\other\\system32\\f", "C:\\other\\system32\\f"},
   };
-  for (const bool redirected : {true, false}) {
-    for (const auto& [name, where] : cases) {
-      CAPTURE(name);
-      MachineSession session(Settings::Windows10Wow64());
-      session.Thread().redirectionDisabled = !redirected;
-      winsim::FileSystem& files = session.Machine().files;
-      files.WriteFile(redirected ? winsim::FromUtf8(where) : u"C:\\Windows\\System32\\f", "");
-      std::string given = name;
-      if (!redirected && given != "f" && given != cases[0][0]) {
-        continue;
-      }
-      CHECK(GetFileAttributesA(name) == FILE_ATTRIBUTE_ARCHIVE);
-      WIN32_FIND_DATAA data;
-      // A search looks into the folder as it is opened; the file's own name is taken as it stands.
-      const HANDLE find = given.ends_with("regedit.exe") ? nullptr : FindFirstFileA(name, &data);
-      CHECK((find == nullptr || FindClose(find) == TRUE));
-      CHECK(DeleteFileA(name) == TRUE);
-    }
+  for (const auto& test : cases) {
+    const char* const name = test[0];
+    CAPTURE(name);
+    MachineSession session(Settings::Windows10Wow64());
+    session.Machine().files.WriteFile(winsim::FromUtf8(test[1]), "");
+    CHECK(GetFileAttributesA(name) == FILE_ATTRIBUTE_ARCHIVE);
+    CHECK(DeleteFileA(name) == TRUE);
+  }
+  {
+    MachineSession session(Settings::Windows10Wow64());
+    session.Machine().files.WriteFile(u"C:\\Windows\\SysWOW64\\f", "12");
+    session.Machine().files.WriteFile(u"C:\\Windows\\system32\\f", "1");
+    const auto foundSize = [](const wchar_t* pattern) {
+      WIN32_FIND_DATAW data = {};
+      CHECK(FindClose(FindFirstFileW(pattern, &data)) == TRUE);
+      return data.nFileSizeLow;
+    };
+    CHECK(foundSize(L"C:\\Windows\\system32\\f") == 2);
+    CHECK(foundSize(L"C:\\Windows\\Sysnative\\f") == 1);
+    session.Thread().redirectionDisabled = true;
+    CHECK(foundSize(L"C:\\Windows\\system32\\f") == 1);
+    CHECK(AttributesError(L"C:\\Windows\\Sysnative\\f") == ERROR_PATH_NOT_FOUND);
   }
   MachineSession session;
   CHECK(AttributesError(L"C:\\Windows\\Sysnative") == ERROR_FILE_NOT_FOUND);
-}
-
-TEST_CASE("a move renames, replaces and changes drives as its flags allow") {
-  MachineSession session;
-  winsim::FileSystem& files = session.Machine().files;
-  constexpr DWORD Replace = 1;
-  constexpr DWORD Copy = 2;
-  files.AddDrive(u'D');
-  files.WriteFile(u"C:\\a", "a");
-  files.WriteFile(u"C:\\b", "b");
-  files.WriteFile(u"C:\\ro", "ro").attributes = FILE_ATTRIBUTE_READONLY;
-  files.MakeFolder(u"C:\\dir\\sub");
-  CHECK(MoveError(L"C:\\none", L"C:\\x", 0) == ERROR_FILE_NOT_FOUND);
-  CHECK(MoveError(L"C:\\a", L"C:\\none\\x", 0) == ERROR_PATH_NOT_FOUND);
-  CHECK(MoveError(L"C:\\a", nullptr, 0) == ERROR_PATH_NOT_FOUND);
-  CHECK(MoveError(L"C:\\a", L"C:\\b", 0) == ERROR_ALREADY_EXISTS);
-  CHECK(MoveError(L"C:\\a", L"C:\\ro", Replace) == ERROR_ACCESS_DENIED);
-  CHECK(MoveError(L"C:\\a", L"C:\\dir", Replace) == ERROR_ACCESS_DENIED);
-  CHECK(MoveError(L"C:\\dir", L"C:\\dir\\sub\\dir", 0) == ERROR_ACCESS_DENIED);
-  CHECK(MoveError(L"C:\\a", L"D:\\a", 0) == 17);
-  CHECK(MoveError(L"C:\\dir", L"D:\\dir", Copy) == 17);
-  const HANDLE open = Open(L"C:\\b", GENERIC_READ, FILE_SHARE_READ);
-  CHECK(MoveError(L"C:\\b", L"C:\\x", 0) == ERROR_SHARING_VIOLATION);
-  CHECK(MoveError(L"C:\\a", L"C:\\b", Replace) == ERROR_ACCESS_DENIED);
-  CHECK(CloseHandle(open) == TRUE);
-
-  for (const auto& [from, to, flags] : {std::tuple{L"C:\\a", L"C:\\b", Replace},
-                                        {L"C:\\ro", L"D:\\RO", Copy},
-                                        {L"C:\\b", L"C:\\B", DWORD{0}},
-                                        {L"C:\\dir", L"C:\\folder", DWORD{0}}}) {
-    CHECK(MoveError(from, to, flags) == Untouched);
-  }
-  files.Remove(u"C:\\Windows");
-  files.Remove(u"C:\\Program Files");
-  CHECK(Listing(files, u"C:\\") == "C:\\B C:\\folder\\ C:\\folder\\sub\\");
-  CHECK(Listing(files, u"D:\\") == "D:\\RO");
-  CHECK(Text(files.Read(u"C:\\b")) == "a");
-}
-
-TEST_CASE("delayed operations wait in the registry for the next start, in order") {
-  MachineSession session;
-  winsim::Machine& machine = session.Machine();
-  winsim::FileSystem& files = machine.files;
-  const std::u16string manager = u"System\\CurrentControlSet\\Control\\Session Manager";
-  for (const char16_t* const name :
-       {u"C:\\t\\a", u"C:\\t\\b", u"C:\\t\\c", u"C:\\t\\d", u"C:\\t\\e", u"C:\\t\\ro"}) {
-    files.WriteFile(name, ToUtf8(name).substr(5));
-  }
-  files.MakeFolder(u"C:\\t\\empty");
-  session.Process().currentDirectory = u"C:\\t";
-  static const struct {
-    const wchar_t* source;
-    const wchar_t* target;
-    DWORD flags;
-  } operations[] = {{L"a", nullptr, 4},    {L"C:\\t\\none", nullptr, 4},
-                    {L"b", L"c", 4},       {L"c", L"d", 5},
-                    {L"e", L"c", 4},       {L"empty", nullptr, 4},
-                    {L"ro", nullptr, 4},   {L"\\\\?\\C:\\t\\c", nullptr, 4},
-                    {L"C:\\t", nullptr, 4}};
-  for (const auto& operation : operations) {
-    CHECK(MoveError(operation.source, operation.target, operation.flags) == Untouched);
-  }
-  const winsim::RegistryValue* const value =
-      machine.registry.GetValue(manager, u"PendingFileRenameOperations");
-  REQUIRE(value != nullptr);
-  std::string texts;
-  for (std::size_t i = 0; i < value->data.size(); i += 2) {
-    texts += value->data[i] == 0 ? '|' : static_cast<char>(value->data[i]);
-  }
-  CHECK(value->type == REG_MULTI_SZ);
-  CHECK(texts ==
-        "\\??\\C:\\t\\a||\\??\\C:\\t\\none||\\??\\C:\\t\\b|\\??\\C:\\t\\c|\\??\\C:\\t\\c|!\\??\\C:\\t\\d|"
-        "\\??\\C:\\t\\e|\\??\\C:\\t\\c|\\??\\C:\\t\\empty||\\??\\C:\\t\\ro||\\??\\C:\\t\\c||\\??\\C:\\t||"
-        "|");
-  CHECK(files.Exists(u"C:\\t\\a"));
-
-  CHECK(MoveError(L"C:\\t\\d", nullptr, 6) == ERROR_INVALID_PARAMETER);
-  CHECK(MoveError(L"", nullptr, 4) == ERROR_PATH_NOT_FOUND);
-  machine.registry.Deny(manager, KEY_SET_VALUE);
-  CHECK(MoveError(L"C:\\t\\d", nullptr, 4) == ERROR_ACCESS_DENIED);
-
-  files.Find(u"C:\\t\\ro")->attributes = FILE_ATTRIBUTE_READONLY;
-  files.RunPendingOperations();
-  CHECK(Listing(files, u"C:\\t") == "C:\\t\\b C:\\t\\d C:\\t\\ro");
-  CHECK(Text(files.Read(u"C:\\t\\d")) == "c");
-  CHECK(machine.registry.GetValue(manager, u"PendingFileRenameOperations") == nullptr);
-  files.RunPendingOperations();
-  CHECK(Listing(files, u"C:\\t") == "C:\\t\\b C:\\t\\d C:\\t\\ro");
-}
-
-TEST_CASE("entries for the next start that other programs wrote are understood or skipped") {
-  MachineSession session;
-  winsim::Machine& machine = session.Machine();
-  const auto run = [&](std::string_view texts) {
-    machine.files.WriteFile(u"C:\\t\\f", "");
-    winsim::Bytes data;
-    for (const char unit : texts) {
-      data.push_back(static_cast<std::uint8_t>(unit == '|' ? 0 : unit));
-      data.push_back(0);
-    }
-    machine.registry.SetBinary(u"System\\CurrentControlSet\\Control\\Session Manager",
-                               u"PendingFileRenameOperations", data);
-    machine.files.RunPendingOperations();
-    return Listing(machine.files, u"C:\\t");
-  };
-  CHECK(run("*1\\??\\C:\\t\\f|||") == "");
-  CHECK(run("\\??\\C:\\t\\f||") == "");
-  CHECK(run("\\??\\C:\\t\\f|") == "C:\\t\\f");
-  CHECK(run("\\??\\C:\\t\\f") == "C:\\t\\f");
-  CHECK(run("C:\\t\\f|||") == "C:\\t\\f");
-  CHECK(run("|||") == "C:\\t\\f");
-  CHECK(run("\\??\\|| \\??\\C:\\||\\??\\C:\\t\\f|C:\\t\\g||") == "C:\\t\\f");
-  CHECK(run("") == "C:\\t\\f");
 }

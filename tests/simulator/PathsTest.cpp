@@ -60,9 +60,9 @@ TEST_CASE("the root of a path is that of its drive, share or device") {
       {"\\\\?\\UNC\\srv\\share\\d", "\\\\?\\UNC\\srv\\share\\"},
       {"rest", ""},
   };
-  for (const auto& [path, root] : cases) {
-    CAPTURE(path);
-    CHECK(ToUtf8(winsim::RootOfPath(FromUtf8(path))) == root);
+  for (const auto& test : cases) {
+    CAPTURE(test[0]);
+    CHECK(ToUtf8(winsim::RootOfPath(FromUtf8(test[0]))) == test[1]);
   }
 }
 
@@ -232,7 +232,7 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
     const DWORD length = QueryDosDeviceW(nullptr, buffer, 64);
     std::string names = ToUtf8(FromWide(buffer, length));
     std::replace(names.begin(), names.end(), '\0', '|');
-    CHECK(names == "C:|D:|E:|KVAUX02|kvaux02i|L:|N:|S:|X:|Y:||");
+    CHECK(names == "C:|D:|E:|kvaux02|kvaux02i|L:|N:|S:|X:|Y:||");
   }
 }
 

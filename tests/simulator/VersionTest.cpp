@@ -149,9 +149,9 @@ TEST_CASE("no cut or damage leads beyond the image") {
   unsigned int refused = 0;
   for (std::size_t i = 0; i < image.size(); ++i) {
     const bool isRead = i < 0x200 || i >= whole;
-    for (const unsigned char byte : {0x00, 0x7F, 0x80, 0xFF}) {
+    for (const int byte : {0x00, 0x7F, 0x80, 0xFF}) {
       auto damaged = image;
-      damaged[i] = byte;
+      damaged[i] = static_cast<unsigned char>(byte);
       refused += isRead && examine(damaged) != 0 ? 1 : 0;
     }
   }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// Texts that a test compares as a whole; a difference is reported line by line.
 using Lines = std::vector<std::string>;
 
+/// Lets failed comparisons show what the lines say.
 template <>
 struct doctest::StringMaker<Lines> {
   static String convert(const Lines& lines) {
@@ -15,6 +15,6 @@ struct doctest::StringMaker<Lines> {
     for (const std::string& line : lines) {
       text += "\n    " + line;
     }
-    return String((text.empty() ? "nothing" : text + "\n").c_str());
+    return text.empty() ? "nothing" : String(text.c_str());
   }
 };

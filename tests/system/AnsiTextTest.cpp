@@ -118,7 +118,7 @@ TEST_CASE("text from 8-bit functions comes back as it went, on every code page")
   CHECK(session.Trace("AreFileApisANSI").size() == 1);
 }
 
-TEST_CASE("a failed conversion is a Conversion error and keeps no memory") {
+TEST_CASE("a failed conversion is a Conversion error") {
   SystemSession session(Settings::Windows98());
   winsim::Gate& gate = session.Machine().gate;
   char stack[4];

@@ -9,6 +9,15 @@
 #include "support/SystemSession.h"
 #include "system/Thrown.h"
 
+/// The calls of `function` since the trace was started, one a line.
+inline std::string TraceText(const SystemSession& session, const char* function) {
+  std::string text;
+  for (const std::string& line : session.Trace(function)) {
+    text += line + "\n";
+  }
+  return text;
+}
+
 /// What an operation does when its platform call fails with a code: `Thrown` text.
 struct ErrorCase {
   unsigned int code;

@@ -117,11 +117,12 @@ TEST_CASE("a device request brings its input to the driver") {
   winsim::DriverBehaviour& driver = LoadTestDriver(session.Machine());
   driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
   driver.replies[requestCode + 1].error = 5;
+  driver.replies[requestCode + 2] = {};
   const LPtrRef<File> device = OpenTestDevice();
   const LBuffer input("in", 2);
 
   device->Control(requestCode, input);
-  CHECK(device->Control(requestCode + 2, input, 10, 0).Size() == 0);
+  CHECK(Thrown([&] { device->Control(requestCode + 2, input, 10, 0); }) == "nothing");
   CHECK(Thrown([&] { device->Control(requestCode + 1, input); }) == Exactly<File::AccessDeniedException>(5));
   device->Control(requestCode, 300, 0);
   const winsim::Bytes bytes = {'i', 'n'};
@@ -229,7 +230,7 @@ TEST_CASE("the volume of a path follows from its spelling where the platform can
     CHECK(Utf8(File::GetVolumePath(L"C:\\dir\\f")) == "C:");
     CHECK(Utf8(File::GetVolumePath(L"\\\\srv\\share\\dir\\f")) == "\\\\srv\\share");
     CHECK(Thrown([] { File::GetVolumePath(L"\\\\srv"); }) == invalid);
-    CHECK(Thrown([] { File::GetVolumePath(L"\\\\.\\PIPE"); }) == invalid);
+    CHECK(Thrown([] { File::GetVolumePath(L"\\\\.\\"); }) == invalid);
   }
 }
 
@@ -252,18 +253,34 @@ TEST_CASE("accesses, sizes and offsets reach the platform as its numbers") {
   for (unsigned int access = 0; access < 4; ++access) {
     File(fileName, access, 3, 0x80, OPEN_EXISTING);
   }
-  CHECK(session.Trace("CreateFileW") == std::vector<std::string>{"", "", "", ""});
+  CHECK(TraceText(session, "CreateFileW") ==
+        "CreateFileW(\"C:\\test.bin\", 0x80000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xC0000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xA0000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xE0000000, 3, 3, 0x80)\n");
 
   const LPtrRef<File> file = OpenTestFile(OPEN_EXISTING);
+  session.Machine().gate.FailFunction("CreateFileMappingW", 8, 5);
   for (unsigned int access = 0; access < 5; ++access) {
     Thrown([&] { FileMapping(file, static_cast<FileMapping::AccessType>(access), 0x200000003); });
   }
-  CHECK(session.Trace("CreateFileMappingW") == std::vector<std::string>{"", "", "", "", ""});
+  CHECK(TraceText(session, "CreateFileMappingW") ==
+        "CreateFileMappingW(file C:\\test.bin, 2, 2, 3, null) = 8\n"
+        "CreateFileMappingW(file C:\\test.bin, 4, 2, 3, null) = 8\n"
+        "CreateFileMappingW(file C:\\test.bin, 8, 2, 3, null) = 8\n"
+        "CreateFileMappingW(file C:\\test.bin, 0x20, 2, 3, null) = 8\n"
+        "CreateFileMappingW(file C:\\test.bin, 0x40, 2, 3, null) = 8\n");
 
   const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
+  session.Machine().gate.FailFunction("MapViewOfFile", 8, 5);
   for (unsigned int access = 0; access < 5; ++access) {
     Thrown(
         [&] { FileMappingView(mapping, static_cast<FileMappingView::AccessType>(access), 0x400000005, 6); });
   }
-  CHECK(session.Trace("MapViewOfFile") == std::vector<std::string>{"", "", "", "", ""});
+  CHECK(TraceText(session, "MapViewOfFile") ==
+        "MapViewOfFile(mapping of C:\\test.bin, 4, 4, 5, 6) = 8\n"
+        "MapViewOfFile(mapping of C:\\test.bin, 2, 4, 5, 6) = 8\n"
+        "MapViewOfFile(mapping of C:\\test.bin, 1, 4, 5, 6) = 8\n"
+        "MapViewOfFile(mapping of C:\\test.bin, 0x20, 4, 5, 6) = 8\n"
+        "MapViewOfFile(mapping of C:\\test.bin, 0x20, 4, 5, 6) = 8\n");
 }

@@ -109,18 +109,21 @@ TEST_CASE("a start that fails at any call leaves nothing behind, and the next on
     MachineSession session(settings);
     winsim::Gate& gate = session.Machine().gate;
     unsigned int failedDetections = 0, otherFailures = 0;
-    for (bool reached = true; reached;) {
-      gate.FailCall(failedDetections + otherFailures + 1, ERROR_NOT_ENOUGH_MEMORY);
+    bool reached = true;
+    for (unsigned int call = 1; reached; ++call) {
+      gate.FailCall(call, ERROR_NOT_ENOUGH_MEMORY);
+      bool started = true;
       try {
         InitializeSystem(1);
-        UninitializeSystem();
       } catch (const LBaseException& exception) {
+        started = false;
         ++(typeid(exception) == typeid(LBaseException) ? failedDetections : otherFailures);
       }
-      CHECK(Remains() == "");
-      CHECK(session.Process().modules.Describe().empty());
       reached = gate.HasIntervened();
       gate.Restore();
+      if (started) UninitializeSystem();
+      CHECK(Remains() == "");
+      CHECK(session.Process().modules.Describe().empty());
     }
     CHECK(failedDetections == 1);
     CHECK(otherFailures >= 1);

@@ -114,3 +114,13 @@ TEST_CASE("a subkey that vanishes while its tree is deleted is no failure, any o
     CHECK(machine.registry.Find(u"Software\\Tree\\3") != nullptr);
   }
 }
+
+TEST_CASE("the predefined roots and no handle are never closed") {
+  SystemSession session;
+  RegistryKey::LocalMachine();
+  LMakeRef<RegistryKey::Handle>(HKEY_CURRENT_USER);
+  LMakeRef<RegistryKey::Handle>();
+  CHECK(TraceText(session, "RegCloseKey") == "");
+  RegistryKey::LocalMachine()->Create(L"Software\\Test", KEY_READ);
+  CHECK(TraceText(session, "RegCloseKey") == "RegCloseKey(HKLM\\Software\\Test)\n");
+}

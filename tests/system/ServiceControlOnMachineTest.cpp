@@ -15,8 +15,8 @@ using namespace LCommon::System::ServiceControl;
 LPtrRef<Service> Create(LPtrRef<Manager> manager, const wchar_t* name,
                         LUnicodeStringArray dependencies = {}) {
   return Service::Create(manager, name, L"", SERVICE_ALL_ACCESS, Service::typeWin32OwnProcess,
-                         Service::startOnDemand, Service::errorControlNormal, L"C:\\x.exe", L"", nullptr,
-                         dependencies, L"", L"");
+                         Service::startOnDemand, Service::errorControlNormal, L"C:\\a folder\\x.exe", L"",
+                         nullptr, dependencies, L"", L"");
 }
 
 }  // namespace
@@ -126,7 +126,7 @@ TEST_CASE("a configuration is read with the size that the manager reports, or el
     CAPTURE(refusals);
     gate.StartTrace();
     gate.FailFunction("QueryServiceConfigW", 122, refusals);
-    CHECK(Utf8(service->QueryConfig()->binaryPathName) == "C:\\x.exe");
+    CHECK(Utf8(service->QueryConfig()->binaryPathName) == "C:\\a folder\\x.exe");
     CHECK(session.Trace("QueryServiceConfigW").size() == (refusals == 0 ? 2 : refusals + 1));
     gate.Restore();
   }
@@ -139,7 +139,8 @@ TEST_CASE("a service is closed before the manager that it keeps open") {
   manager = nullptr;
   CHECK(session.Trace("CloseServiceHandle").empty());
   service = nullptr;
-  CHECK(session.Trace("CloseServiceHandle") == std::vector<std::string>{"", ""});
+  CHECK(TraceText(session, "CloseServiceHandle") ==
+        "CloseServiceHandle(service test)\nCloseServiceHandle(service manager)\n");
 }
 
 TEST_CASE("a system without service functions or descriptions says so") {

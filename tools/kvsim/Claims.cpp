@@ -31,8 +31,8 @@ Verdict JudgeFile(winsim::Machine& machine, const Claim& claim) {
     return {claim, true, fmt::format("holds: {} cannot be looked at ({})", path, ErrorText(error))};
   }
   return {claim, false,
-          MeansMissing(error) ? fmt::format("has lapsed: {} is missing", path)
-                              : fmt::format("has lapsed: {} cannot be found ({})", path, ErrorText(error))};
+          MeansMissing(error) ? fmt::format("lapsed: {} is missing", path)
+                              : fmt::format("lapsed: {} cannot be found ({})", path, ErrorText(error))};
 }
 
 Verdict JudgeTime(const Claim& claim, std::uint64_t time) {

@@ -45,12 +45,11 @@ void TellWhatHappened(const Component& before, const Component& after, std::vect
   if (after.image && after.imageScheduled) {
     waiting.emplace_back(ImageWord(after));
   }
-  const char* const loaded = after.loaded && !after.stopPending ? "cannot be stopped" : "";
+  if (after.loaded && after.IsLeaving()) {
+    reasons.emplace_back("cannot be stopped: stays loaded until the restart");
+  }
   if (!waiting.empty()) {
-    reasons.push_back(
-        fmt::format("{}{}until the restart: {}", loaded, *loaded == 0 ? "" : "; stays ", Join(waiting)));
-  } else if (*loaded != 0) {
-    reasons.push_back(fmt::format("{}; stays loaded until the restart", loaded));
+    reasons.push_back("left to the restart: " + Join(waiting));
   }
   if (after.deviceNodes != 0) {
     reasons.push_back(
@@ -108,16 +107,20 @@ Result Judge(const Component& before, const Component& begun, const Component& a
 /// Why a driver that nothing keeps is still there.
 void TellFailure(const StartFacts& facts, const Component& after, std::vector<std::string>& reasons) {
   const PassTrace trace(facts.program.trace, facts.after);
-  if (!trace.Reached(after.name)) {
-    const std::string end = trace.LastReached();
-    reasons.push_back(end.empty() ? "not looked at: the pass ended before the first driver"
-                                  : fmt::format("not looked at: the pass ended at {}", end));
-  } else if (after.stopPending) {
+  const std::string end = trace.LastReached();
+  const bool reached = trace.Reached(after.name);
+  if (after.stopPending) {
     reasons.emplace_back("in use: told to stop, it stays in the state \"stop pending\", which ends the pass");
+  } else if (!reached) {
+    reasons.push_back("not looked at: the pass ended " +
+                      (end.empty() ? "before the first driver" : "at " + end));
   }
-  const std::string failure = trace.LastFailure(trace.Reached(after.name) ? after.name : "");
-  if (!failure.empty() && (trace.Reached(after.name) || trace.LastReached().empty())) {
+  const std::string failure = trace.LastFailure(reached ? after.name : "");
+  if (!failure.empty() && (reached || end.empty() || !after.isDriver)) {
     reasons.push_back("last call that failed: " + failure);
+  }
+  if (after.loaded) {
+    reasons.emplace_back("still loaded");
   }
 }
 

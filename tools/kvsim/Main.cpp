@@ -98,7 +98,7 @@ int Run(int argc, char** argv) {
   AddCommonOptions(bootCommand, boot);
   bootCommand.add_option("--starts", boot.starts, "Number of starts (1)")
       ->type_name("NUMBER")
-      ->check(CLI::Range(1u, 10'000u));
+      ->check(CLI::Range(1u, 10'000u).description(""));
   bootCommand
       .add_option("--every", boot.every, "Time from one start to the next, e.g. 12d, 1d12h, PT12H (1d)")
       ->type_name("DURATION");

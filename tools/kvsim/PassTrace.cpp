@@ -38,10 +38,20 @@ bool IsAnswer(std::uint32_t error) {
 
 }  // namespace
 
+std::string_view PassTrace::Named(const winsim::TraceEntry& call) const {
+  if (!IsHosting(call.function)) {
+    for (const Component& component : m_view.components) {
+      if (Names(call.arguments, component.name)) {
+        return component.name;
+      }
+    }
+  }
+  return {};
+}
+
 bool PassTrace::Reached(std::string_view component) const {
-  return std::any_of(m_calls.begin(), m_calls.end(), [&](const winsim::TraceEntry& call) {
-    return !IsHosting(call.function) && Names(call.arguments, component);
-  });
+  return std::any_of(m_calls.begin(), m_calls.end(),
+                     [&](const winsim::TraceEntry& call) { return Named(call) == component; });
 }
 
 std::string PassTrace::LastReached() const {
@@ -56,13 +66,20 @@ std::string PassTrace::LastReached() const {
 }
 
 std::string PassTrace::LastFailure(std::string_view component) const {
-  const auto found = std::find_if(m_calls.rbegin(), m_calls.rend(), [&](const winsim::TraceEntry& call) {
-    return !IsAnswer(call.error) && !IsHosting(call.function) &&
-           (component.empty() || Names(call.arguments, component));
-  });
-  return found == m_calls.rend()
-             ? ""
-             : fmt::format("{}({}): {}", found->function, found->arguments, ErrorText(found->error));
+  const winsim::TraceEntry* last = nullptr;
+  bool within = component.empty();
+  for (const winsim::TraceEntry& call : m_calls) {
+    const std::string_view named = Named(call);
+    if (!component.empty() && !named.empty() && named != component && within) {
+      break;
+    }
+    within = within || named == component;
+    if (within && !IsAnswer(call.error) && !IsHosting(call.function)) {
+      last = &call;
+    }
+  }
+  return last == nullptr ? ""
+                         : fmt::format("{}({}): {}", last->function, last->arguments, ErrorText(last->error));
 }
 
 }  // namespace kvsim

@@ -11,9 +11,10 @@ namespace {
 
 using Style = Terminal::Style;
 
-constexpr std::size_t NameColumns = 11;
+constexpr std::size_t NameColumns = 10;
 constexpr std::size_t ResultColumns = 17;
-constexpr std::size_t LabelColumns = NameColumns + ResultColumns;
+constexpr std::size_t TextColumn = 2 + NameColumns + ResultColumns;
+constexpr std::size_t LabelColumns = 13;
 
 Style StyleOf(Result result) {
   switch (result) {
@@ -33,22 +34,22 @@ Style StyleOf(Result result) {
   return Style::heading;
 }
 
-/// A line with a label in front; the label's columns stay empty without one.
+/// A line about something else than a component.
 std::string Row(const Terminal& terminal, const std::string& label, const std::string& text) {
-  return terminal.Hanging("  " + Padded(label, LabelColumns - 2), LabelColumns, Printable(text)) + '\n';
+  return terminal.Hanging("  " + Padded(label, LabelColumns), 2 + LabelColumns, Printable(text), 2) + '\n';
 }
 
 std::string ComponentRows(const Terminal& terminal, const Component& component, const Outcome& outcome) {
   const std::string result = Padded(ResultText(outcome.result), ResultColumns);
   const std::string lead =
-      "  " + Padded(component.name, NameColumns - 2) + terminal.Styled(StyleOf(outcome.result), result);
+      "  " + Padded(component.name, NameColumns) + terminal.Styled(StyleOf(outcome.result), result);
   if (outcome.reasons.empty()) {
     return lead.substr(0, lead.find_last_not_of(' ') + 1) + '\n';
   }
   std::string text;
   for (const std::string& reason : outcome.reasons) {
-    const std::string front = text.empty() ? lead : std::string(LabelColumns, ' ');
-    text += terminal.Hanging(front, LabelColumns, Printable(reason)) + '\n';
+    const std::string front = text.empty() ? lead : std::string(TextColumn, ' ');
+    text += terminal.Hanging(front, TextColumn, Printable(reason), 2) + '\n';
   }
   return text;
 }

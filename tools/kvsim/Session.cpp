@@ -90,6 +90,9 @@ StartFacts Session::Start(std::uint64_t time) {
   }
   StartFacts facts;
   facts.before = Look(machine);
+  for (const FileOperation& operation : facts.before.fileOperations) {
+    facts.operations.push_back({operation, machine.files.Exists(winsim::FromUtf8(operation.from))});
+  }
   machine.leakedHandles.clear();
   m_fault.clear();
   machine.gate.StartTrace();
@@ -109,8 +112,8 @@ StartFacts Session::Start(std::uint64_t time) {
       facts.servicesGone.push_back(service);
     }
   }
-  for (const FileOperation& operation : facts.before.fileOperations) {
-    facts.operations.push_back({operation, !machine.files.Exists(winsim::FromUtf8(operation.from))});
+  for (CarriedOut& carriedOut : facts.operations) {
+    carriedOut.done = carriedOut.done && !machine.files.Exists(winsim::FromUtf8(carriedOut.operation.from));
   }
   for (const Component& component : facts.Begun().components) {
     facts.verdicts.push_back(Judge(machine, component.claims, facts.after.time));

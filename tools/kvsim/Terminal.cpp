@@ -47,7 +47,8 @@ std::string Terminal::Styled(Style style, std::string_view text) const {
   return m_colours ? Escape(style) + std::string(text) + "\x1b[0m" : std::string(text);
 }
 
-std::vector<std::string> Terminal::Wrap(std::string_view text, std::size_t indent) const {
+std::vector<std::string> Terminal::Wrap(std::string_view text, std::size_t indent,
+                                        std::size_t further) const {
   const std::size_t width =
       m_width.has_value() ? std::max(*m_width, indent + NarrowestText) - indent : std::string_view::npos;
   std::vector<std::string> lines;
@@ -57,10 +58,12 @@ std::vector<std::string> Terminal::Wrap(std::string_view text, std::size_t inden
     for (std::size_t word = begin; word <= end;) {
       const std::size_t wordEnd = std::min(text.find(' ', word), end);
       const std::string_view piece = text.substr(word, wordEnd - word);
-      if (!line.empty() && Columns(line) + 1 + Columns(piece) > width) {
-        lines.push_back(std::exchange(line, {}));
+      if (word != begin && Columns(line) + 1 + Columns(piece) > width) {
+        lines.push_back(std::exchange(line, std::string(further, ' ')));
+      } else if (word != begin) {
+        line += ' ';
       }
-      line += (word == begin || line.empty() ? "" : " ") + std::string(piece);
+      line += piece;
       word = wordEnd + 1;
     }
     lines.push_back(std::move(line));
@@ -69,10 +72,11 @@ std::vector<std::string> Terminal::Wrap(std::string_view text, std::size_t inden
   return lines;
 }
 
-std::string Terminal::Hanging(std::string_view lead, std::size_t leadColumns, std::string_view text) const {
+std::string Terminal::Hanging(std::string_view lead, std::size_t leadColumns, std::string_view text,
+                              std::size_t further) const {
   std::string result(lead);
   std::string separator;
-  for (const std::string& line : Wrap(text, leadColumns)) {
+  for (const std::string& line : Wrap(text, leadColumns, further)) {
     result += separator + line;
     separator = "\n" + std::string(leadColumns, ' ');
   }

@@ -23,11 +23,14 @@ class Terminal {
   std::string Styled(Style style, std::string_view text) const;
 
   /// `text` (UTF-8) broken at blanks into lines that fit beside an indentation of `indent` columns; a word
-  /// that does not fit has a line of its own. Line breaks in `text` stay. Without a width, breaks only there.
-  std::vector<std::string> Wrap(std::string_view text, std::size_t indent) const;
+  /// that does not fit has a line of its own. Lines after a break are indented by `further` more. Line breaks
+  /// in `text` stay. Without a width, breaks only there.
+  std::vector<std::string> Wrap(std::string_view text, std::size_t indent, std::size_t further = 0) const;
 
-  /// `lead` followed by `text`, whose further lines are indented to stand below its first.
-  std::string Hanging(std::string_view lead, std::size_t leadColumns, std::string_view text) const;
+  /// `lead` followed by `text`, whose further lines are indented to stand below its first, `further` columns
+  /// in.
+  std::string Hanging(std::string_view lead, std::size_t leadColumns, std::string_view text,
+                      std::size_t further = 0) const;
 
  private:
   std::optional<std::size_t> m_width;

@@ -141,9 +141,9 @@ std::uint64_t ParseDuration(std::string_view text, std::string_view option) {
 }
 
 std::uint64_t HostTime() {
-  const auto sinceEpoch = std::chrono::system_clock::now() - Epoch;
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count()) *
-         UnitsPerSecond;
+  // Whole seconds first: nanoseconds since 1601 do not fit.
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  return static_cast<std::uint64_t>((now - Epoch).count()) * UnitsPerSecond;
 }
 
 std::string FormatIso(std::uint64_t time) {

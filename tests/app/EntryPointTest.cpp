@@ -1,0 +1,119 @@
+#include "app/EntryPoint.h"
+
+#include <doctest/doctest.h>
+
+#include "components/RemovalService.h"
+#include "support/Lines.h"
+#include "support/MachineSession.h"
+#include "support/ManagedMachine.h"
+
+using winsim::Settings;
+
+namespace {
+
+// What a run of the program came to.
+struct Outcome {
+  std::uint32_t exitCode = 0;
+  unsigned int boxes = 0;
+  // Whether it turned to the service control manager.
+  bool connects = false;
+  bool operator==(const Outcome&) const = default;
+
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << "exit code " << outcome.exitCode << ", " << outcome.boxes << " message boxes"
+               << (outcome.connects ? ", as a service" : "");
+  }
+};
+
+constexpr std::uint32_t Failed = 0xFFFFFFFF;
+constexpr Outcome Shows = {1, 1, false};
+constexpr Outcome ShowsAfterConnecting = {1, 1, true};
+
+// Runs the program as a process of the machine, outside the service control manager.
+Outcome Run(winsim::Machine& machine, std::string_view commandLine) {
+  machine.messageBoxes.clear();
+  machine.gate.StartTrace();
+  const auto process = machine.StartProgram(Main::RunProcess, winsim::FromUtf8(commandLine));
+  machine.AwaitIdle();
+  for (const winsim::ShownMessageBox& box : machine.messageBoxes) {
+    CHECK(winsim::ToUtf8(box.caption) == "KV Quellin Drivers Auto Removal (v1)");
+    CHECK(box.text == winsim::FromWide(DriverManagement::Gen4::WinNT::kvdel01::Description));
+    CHECK(box.type == 0x40);
+  }
+  // The system layer was shut down.
+  CHECK(process->modules.Describe() == Lines{});
+  CHECK(machine.leakedHandles == Lines{});
+  return {process->ExitCode().value(), static_cast<unsigned int>(machine.messageBoxes.size()),
+          !machine.gate.TraceLines("StartServiceCtrlDispatcherW").empty()};
+}
+
+}  // namespace
+
+TEST_CASE("the command line chooses the mode") {
+  const auto machine = MakeMachine();
+  InstallDriver(*machine, u"kvenv01a");
+  constexpr Outcome expired = {0, 0, false};
+  const struct {
+    const char* commandLine;
+    Outcome expected;
+  } cases[] = {
+      {"", Shows},
+      {"kvdel01.exe", Shows},
+      {"kvdel01.exe help", Shows},
+      {"can-remove-now", Shows},
+      {"kvdel01.exe can-remove-now", expired},
+      {"kvdel01.exe CAN-Remove-NOW", expired},
+      {"kvdel01.exe  \t can-remove-now\t ", expired},
+      {"\"C:\\Program Files\\kvdel01.exe\" can-remove-now", expired},
+      {"kvdel01.exe can-remove-now x", Shows},
+      {"kvdel01.exe x can-remove-now", Shows},
+      {"kvdel01.exe \"can-remove-now\"", Shows},
+      {"kvdel01.exe can-remove-nows", Shows},
+      {"kvdel01.exe svc", ShowsAfterConnecting},
+      {"kvdel01.exe\tSvc", ShowsAfterConnecting},
+      {"kvdel01.exe SVC can-remove-now", ShowsAfterConnecting},
+      {"kvdel01.exe \"svc\"", Shows},
+      {"kvdel01.exe x svc", Shows},
+  };
+  for (const auto& item : cases) {
+    CAPTURE(item.commandLine);
+    CHECK(Run(*machine, item.commandLine) == item.expected);
+  }
+}
+
+TEST_CASE("the exit code tells a claimed driver from a failed check") {
+  const auto machine = MakeMachine();
+  const char* const ask = "kvdel01.exe can-remove-now";
+  InstallDriver(*machine, u"kvenv01a");
+  ClaimByTime(*machine, u"kvenv01a", u"client", 0);
+  CHECK(Run(*machine, ask) == Outcome{1, 0, false});
+  machine->registry.Deny(ServiceKey(u"kvlnk03"), KEY_READ);
+  CHECK(Run(*machine, ask) == Outcome{Failed, 0, false});
+  CHECK(Run(*machine, "kvdel01.exe") == Shows);
+}
+
+TEST_CASE("without a version of Windows nothing runs, and the next process starts afresh") {
+  Settings settings = Settings::Windows10();
+  settings.missingFunctions = {"RtlGetNtVersionNumbers"};
+  const auto machine = MakeMachine(settings);
+  machine->gate.FailFunction("RtlGetVersion", 0xC0000001);
+  CHECK(Run(*machine, "kvdel01.exe") == Outcome{Failed, 0, false});
+  CHECK(Run(*machine, "kvdel01.exe") == Shows);
+}
+
+TEST_CASE("a failing service host ends the process, whoever started it") {
+  const auto machine = MakeMachine();
+  machine->gate.FailFunction("StartServiceCtrlDispatcherW", 5);
+  CHECK(Run(*machine, "kvdel01.exe svc") == Outcome{Failed, 0, true});
+  CHECK(Run(*machine, "kvdel01.exe svc") == ShowsAfterConnecting);
+}
+
+TEST_CASE(
+    "without wide functions there are no services and no records can be read, but the message box works") {
+  const auto machine = MakeMachine(Settings::Windows98());
+  CHECK(Run(*machine, "kvdel01.exe svc") == Shows);
+  CHECK(machine->gate.TraceLines("MessageBoxA").size() == 1);
+  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Outcome{0, 0, false});
+  InstallDriver(*machine, u"kvvol02");
+  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Outcome{Failed, 0, false});
+}

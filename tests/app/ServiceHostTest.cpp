@@ -1,0 +1,133 @@
+#include <doctest/doctest.h>
+
+#include <optional>
+
+#include "app/EntryPoint.h"
+#include "app/Service.h"
+#include "support/FailedCondition.h"
+#include "support/Lines.h"
+#include "support/ManagedMachine.h"
+#include "support/SystemSession.h"
+#include "support/Threads.h"
+#include "system/Thrown.h"
+
+using Main::Service;
+using winsim::ServiceStatus;
+
+namespace {
+
+// What the service reports. It is of its own process's type and never anything else than in one of two
+// states.
+const ServiceStatus Running = {.type = SERVICE_WIN32_OWN_PROCESS, .state = SERVICE_RUNNING, .exitCode = 0};
+const ServiceStatus Stopped = {.type = SERVICE_WIN32_OWN_PROCESS, .state = SERVICE_STOPPED, .exitCode = 0};
+
+// A machine with the service and an unclaimed loaded driver, seen by another program.
+struct HostSession : MachineSession {
+  HostSession() {
+    InstallWindowsKeys(machine);
+    InstallRemovalService(machine);
+    InstallDriver(machine, u"kvenv01");
+    REQUIRE(machine.devices.Load(u"kvenv01", ImagePath(machine, u"kvenv01")) == 0);
+    machine.programs[u"kvdel01.exe"] = [this] {
+      const int code = Main::RunProcess();
+      exitCode = code;
+      return code;
+    };
+  }
+
+  winsim::Machine& machine = Machine();
+  winsim::Services& services = machine.services;
+  std::optional<int> exitCode;
+
+  void Start() { REQUIRE(services.Launch(u"kvdel01") == 0); }
+  // Starts the service and lets it end.
+  void Run() {
+    Start();
+    Pause(1000);
+    CHECK(exitCode.has_value());
+  }
+};
+
+}  // namespace
+
+TEST_CASE("a started service reports that it runs, does its work, and reports that it stopped") {
+  HostSession session;
+  session.Run();
+  CHECK(session.services.History(u"kvdel01") == std::vector{Running, Stopped});
+  CHECK(session.exitCode == 0);
+  CHECK_FALSE(session.services.Exists(u"kvenv01"));
+  CHECK_FALSE(session.services.Exists(u"kvdel01"));
+  CHECK(session.machine.messageBoxes.empty());
+  CHECK(session.machine.leakedHandles == Lines{});
+}
+
+TEST_CASE("while the pass waits for its turn the service answers queries and takes no control") {
+  HostSession session;
+  const HANDLE lock = CreateMutexW(nullptr, TRUE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
+  session.Start();
+  Pause(1000);
+  const auto history = [&] { return session.services.History(u"kvdel01"); };
+  CHECK(history() == std::vector{Running});
+  const struct {
+    DWORD control;
+    DWORD error;
+  } requests[] = {{SERVICE_CONTROL_INTERROGATE, 0},
+                  {SERVICE_CONTROL_STOP, ERROR_INVALID_SERVICE_CONTROL},
+                  {SERVICE_CONTROL_PAUSE, ERROR_INVALID_SERVICE_CONTROL}};
+  for (const auto& item : requests) {
+    CAPTURE(item.control);
+    CHECK(session.services.Request(u"kvdel01", item.control) == item.error);
+    Pause(10);
+  }
+  CHECK(history() == std::vector{Running, Running});
+  CHECK(session.services.Exists(u"kvenv01"));
+
+  ReleaseMutex(lock);
+  CloseHandle(lock);
+  Pause(1000);
+  CHECK(history() == std::vector{Running, Running, Stopped});
+  CHECK(session.exitCode == 0);
+  CHECK_FALSE(session.services.Exists(u"kvenv01"));
+}
+
+TEST_CASE("a pass that fails at once ends as any other, a service that nobody hears does nothing") {
+  const struct {
+    const char* failing;
+    std::vector<ServiceStatus> expected;
+    std::size_t passes;
+  } cases[] = {{"CreateMutexW", {Running, Stopped}, 1}, {"RegisterServiceCtrlHandlerW", {}, 0}};
+  for (const auto& item : cases) {
+    HostSession session;
+    const Lines before = Snapshot(session.machine);
+    session.machine.gate.FailFunction(item.failing, 8);
+    session.Run();
+    CHECK(session.services.History(u"kvdel01") == item.expected);
+    CHECK(session.Trace("CreateMutexW").size() == item.passes);
+    CHECK(session.exitCode == 0);
+    CHECK(Changes(before, Snapshot(session.machine)) == Lines{});
+  }
+}
+
+TEST_CASE("what keeps the host from the service manager is told, and no instance is left") {
+  SystemSession session;
+  const struct {
+    DWORD planned;
+    std::string thrown;
+  } cases[] = {
+      {0, Exactly<Service::NotServiceException>(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT)},
+      {120, Exactly<Service::NotServiceException>(120)},
+      {ERROR_INVALID_DATA, Exactly<Service::Exception>(ERROR_INVALID_DATA)},
+      {ERROR_SERVICE_ALREADY_RUNNING, Exactly<Service::Exception>(ERROR_SERVICE_ALREADY_RUNNING)},
+  };
+  for (const auto& item : cases) {
+    if (item.planned != 0) session.Machine().gate.FailFunction("StartServiceCtrlDispatcherW", item.planned);
+    CHECK(Thrown([] { Service::Run(); }) == item.thrown);
+    CHECK(FailedCondition([] { Service::Instance(); }) == "g_instance != 0");
+  }
+  try {
+    Service::Run();
+    FAIL("the process counts as a service");
+  } catch (const Service::Exception& exception) {
+    CHECK(std::string(exception.Function()) == "int __cdecl Main::Service::Run(void)");
+  }
+}

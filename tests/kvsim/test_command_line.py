@@ -1,0 +1,176 @@
+"""Options, messages, exit codes and the two forms of output."""
+
+import datetime
+import json
+import os
+import pathlib
+import re
+import subprocess
+import time
+import unittest
+
+from support import KVSIM, SAMPLE, START, KvsimTest, tree
+
+
+class CommandLine(KvsimTest):
+    def test_wrong_command_lines_end_with_2_and_one_line(self):
+        cases = {
+            ("--bogus",): "--bogus.*see kvsim --help",
+            ("boot",): "MACHINE is required; see kvsim boot --help",
+            (): "subcommand",
+            ("bot", "x"): "'bot'; see kvsim --help",
+            ("boot", "x", "y"): "'y'; see kvsim boot --help",
+            ("boot", "x", "--starts", "0"): "--starts.*1 to 10000",
+            ("boot", "x", "--starts", "many"): "--starts",
+            ("boot", "x", "--at", "2026-02-30"): "--at: '2026-02-30' is not a time; expected",
+            ("boot", "x", "--at", "1600-01-01"): "--at",
+            ("boot", "x", "--every", "1y"): "--every: '1y' is not a length of time; expected",
+            ("boot", "x", "--every", "PT"): "--every",
+            ("boot", "x", "--every", "P1H"): "--every",
+            ("boot", "x", "--at", "9999-12-30", "--starts", "9"): "--every.*after the year 9999",
+            ("boot", "x", "--", "kvdel01.exe"): "only exec",
+            ("exec", "x"): "command line behind '--'",
+            ("exec", "x", "kvdel01.exe"): "'kvdel01.exe'; see kvsim exec --help",
+        }
+        for arguments, pattern in cases.items():
+            with self.subTest(arguments=arguments):
+                self.assert_fails(self.kvsim(*arguments), 2, pattern)
+
+    def test_help_and_version_tell_about_exit_codes_and_the_number(self):
+        for arguments in (["--help"], ["boot", "--help"], ["exec", "--help"]):
+            run = self.kvsim(*arguments)
+            self.assertEqual((run.returncode, run.stderr), (0, ""))
+            self.assertRegex(run.stdout, "Exit codes:(.|\n)*  4  ")
+        self.assertRegex(self.kvsim("--version").stdout, r"\Akvsim \d+\.\d+\.\d+\n\Z")
+
+    def test_times_and_lengths_of_time_in_all_their_forms(self):
+        times = {"2026-03-01T08:00:00Z": START, "2026-03-01T08:00Z": START, "2026-03-01 08:00:00": START,
+                 "2026-03-01": "2026-03-01T00:00:00Z", "2024-02-29T23:59:59Z": "2024-02-29T23:59:59Z"}
+        for text, expected in times.items():
+            self.assertEqual(self.boot(SAMPLE, "--at", text)[0]["time"], expected)
+        now = datetime.datetime.fromisoformat(self.json("boot", SAMPLE, "--json")["starts"][0]["time"])
+        self.assertLess(abs(now.timestamp() - time.time()), 100)
+        lengths = {"12d": "13T08:00:00", "1d12h": "02T20:00:00", "30m": "01T08:30:00", "45s": "01T08:00:45",
+                   "2w": "15T08:00:00", "P1D": "02T08:00:00", "PT12H": "01T20:00:00", "P1DT1H1M1S": "02T09:01:01"}
+        for text, expected in lengths.items():
+            starts = self.boot(SAMPLE, "--at", START, "--starts", "2", "--every", text)
+            self.assertEqual(starts[1]["time"], f"2026-03-{expected}Z", text)
+
+    def test_failures_are_one_json_document_when_asked(self):
+        cases = [
+            (["boot", SAMPLE, "--nonsense", "--json"], 2, "usage"),
+            (["boot", self.folder / "nowhere", "--json"], 3, "machine"),
+            (["boot", SAMPLE, "--save", SAMPLE, "--json"], 4, "output"),
+            (["exec", SAMPLE, "--json", "--", "nothing.exe"], 3, "command"),
+        ]
+        for arguments, code, kind in cases:
+            with self.subTest(kind=kind):
+                run = self.kvsim(*arguments)
+                document = json.loads(run.stdout)
+                self.assertEqual((run.returncode, document["schema"]), (code, 1))
+                self.assertEqual((document["error"]["code"], document["error"]["kind"]), (code, kind))
+                self.assertIn(document["error"]["message"], run.stderr)
+
+    def test_a_full_disk_under_standard_output_ends_with_4(self):
+        with open("/dev/full", "w") as full:
+            run = subprocess.run([KVSIM, "boot", SAMPLE], stdout=full, stderr=subprocess.PIPE, text=True)
+        self.assertEqual((run.returncode, run.stderr), (4, "kvsim: standard output cannot be written to\n"))
+
+    def test_finds_its_program_through_a_link_and_from_another_folder(self):
+        link = self.folder / "a link"
+        link.symlink_to(pathlib.Path(KVSIM).resolve())
+        run = self.kvsim("exec", SAMPLE, "--", "kvdel01.exe", "can-remove-now", program=link, cwd="/")
+        self.assertEqual((run.returncode, run.stdout, run.stderr), (1, "", ""))
+
+    def test_a_copy_without_its_program_says_so(self):
+        copy = self.folder / "kvsim"
+        copy.write_bytes(pathlib.Path(KVSIM).read_bytes())
+        copy.chmod(0o755)
+        environment = os.environ | {"LD_LIBRARY_PATH": str(pathlib.Path(KVSIM).parent)}
+        self.assert_fails(self.kvsim("boot", SAMPLE, program=copy, env=environment), 5, "kvdel01.so")
+
+
+class Output(KvsimTest):
+    def test_redirected_text_is_plain_and_never_broken(self):
+        run = self.kvsim("boot", SAMPLE, "--at", START, env=os.environ | {"COLUMNS": "40", "TERM": "xterm"})
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertNotIn("\x1b", run.stdout)
+        self.assertIn('lapsed: C:\\Program Files\\Carvel Trial\\carvel.exe is missing\n', run.stdout)
+
+    def test_a_terminal_gets_colours_unless_told_not_to_and_lines_that_fit(self):
+        arguments = ("boot", SAMPLE, "--at", START, "--starts", "2")
+        code, coloured = self.terminal(80, *arguments)
+        self.assertEqual(code, 0)
+        self.assertIn("\x1b[32mremoved", coloured)
+        for columns, environment in ((80, {"NO_COLOR": "1"}), (60, {"TERM": "dumb"})):
+            plain = self.terminal(columns, *arguments, **environment)[1]
+            self.assertNotIn("\x1b", plain)
+            self.assertLessEqual(max(map(len, plain.splitlines())), columns)
+        words = lambda text: re.sub("\x1b\\[[0-9]*m", "", text).split()
+        self.assertEqual(words(coloured), words(self.kvsim(*arguments).stdout))
+
+    def test_names_on_the_machine_are_no_commands_to_the_terminal(self):
+        keys = {"System\\CurrentControlSet\\Services\\kvlnk03": {"Type": 1, "Start": 4},
+                "System\\CurrentControlSet\\Services\\kvlnk03\\LifeTime": {"Auto": 1},
+                "System\\CurrentControlSet\\Services\\kvlnk03\\LifeTime\\a\x1b[31mb\x07": {"Mode": 7}}
+        output = self.kvsim("boot", self.machine(keys), "--trace").stdout
+        self.assertIn('"a?[31mb?"', output)
+        self.assertNotRegex(output, "[\x00-\x09\x0b-\x1f\x7f]")
+
+    def test_the_trace_has_a_line_for_each_call_in_both_forms(self):
+        text = self.kvsim("exec", SAMPLE, "--at", START, "--trace", "--", "kvdel01.exe", "can-remove-now").stdout
+        document = json.loads(
+            self.kvsim("exec", SAMPLE, "--at", START, "--trace", "--json", "--", "kvdel01.exe", "can-remove-now").stdout)
+        lines = [line for line in text.splitlines() if line.startswith("    1 ")]
+        self.assertEqual([line.split("(")[0].split()[1] for line in lines],
+                         [call["function"] for call in document["trace"]])
+        opened = [call["arguments"] for call in document["trace"] if call["function"] == "RegOpenKeyExW"]
+        self.assertTrue(any("Services\\kvlnk03" in arguments for arguments in opened), opened)
+        self.assertNotIn("trace", self.json("boot", SAMPLE, "--json")["starts"][0])
+
+
+class Exec(KvsimTest):
+    def test_ends_with_the_exit_code_of_the_program_and_shows_its_message_box(self):
+        empty = self.machine({"System": {}})
+        self.assertEqual(self.kvsim("exec", empty, "--", "kvdel01.exe", "can-remove-now").returncode, 0)
+        run = self.kvsim("exec", SAMPLE, "--", "kvdel01.exe", "svc")
+        self.assertEqual((run.returncode, run.stderr), (1, ""))
+        caption, blank, text = run.stdout.rstrip("\n").split("\n")
+        self.assertEqual((caption, blank), ("KV Quellin Drivers Auto Removal (v1)", ""))
+        self.assertRegex(text, "^This service will automatically uninstall .* visit .*\\.$")
+        wrapped = self.terminal(60, "exec", SAMPLE, "--", "kvdel01.exe")[1]
+        self.assertLessEqual(max(map(len, re.sub("\x1b\\[[0-9]*m", "", wrapped).splitlines())), 60)
+
+    def test_a_failing_check_ends_with_255(self):
+        machine = self.machine({"System\\CurrentControlSet\\Services\\kvlnk03": {"Type": 1, "Start": 4}},
+                               description={"refused": {"registry": {"System\\CurrentControlSet\\Services\\kvlnk03": "read"}}})
+        run = self.kvsim("exec", machine, "--json", "--", "kvdel01.exe", "can-remove-now")
+        self.assertEqual((run.returncode, json.loads(run.stdout)["exitCode"]), (255, -1))
+
+    def test_words_become_one_command_line(self):
+        cases = {
+            ("kvdel01.exe", "can-remove-now"): ("kvdel01.exe can-remove-now", 1, 0),
+            ('"C:\\Windows\\System32\\kvdel01.exe"  CAN-REMOVE-NOW\t',): (None, 1, 0),
+            ("kvdel01", "can-remove-now", "x y", ""): ('kvdel01 can-remove-now "x y" ""', 1, 1),
+            ("kvdel01.exe", "--json"): ("kvdel01.exe --json", 1, 1),
+        }
+        for words, (line, code, boxes) in cases.items():
+            with self.subTest(words=words):
+                run = self.kvsim("exec", SAMPLE, "--json", "--", *words)
+                document = json.loads(run.stdout)
+                self.assertEqual((run.returncode, len(document["messageBoxes"])), (code, boxes))
+                self.assertEqual(document["commandLine"], line or words[0])
+
+    def test_a_program_that_the_machine_does_not_have(self):
+        self.assert_fails(self.kvsim("exec", SAMPLE, "--", "nothing.exe"), 3, "nothing.exe")
+
+    def test_runs_no_services_and_saves_what_it_did(self):
+        target = self.folder / "saved"
+        run = self.kvsim("exec", SAMPLE, "--at", START, "--save", target, "--", "kvdel01.exe", "can-remove-now")
+        self.assertEqual((run.returncode, run.stderr), (1, ""))
+        gone = set(tree(SAMPLE)) - set(tree(target))
+        self.assertEqual(gone, {"C/Program Files/Carvel/carvel.exe"})
+
+
+if __name__ == "__main__":
+    unittest.main()

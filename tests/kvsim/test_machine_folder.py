@@ -1,0 +1,172 @@
+"""What kvsim takes for a machine folder, what it refuses, and how it saves one."""
+
+import json
+import os
+import pathlib
+import time
+import unittest
+
+from support import (DRIVERS, SAMPLE, SERVICES, START, SYSTEM, KvsimTest, driver_keys, reg_text, service_keys, time_bytes,
+                     tree)
+
+
+class BrokenMachines(KvsimTest):
+    def assert_refused(self, folder, pattern):
+        before = tree(folder) if folder.is_dir() else None
+        self.assert_fails(self.kvsim("boot", folder), 3, pattern)
+        self.assertEqual(tree(folder) if folder.is_dir() else None, before)
+
+    def test_what_is_no_machine_folder(self):
+        (self.folder / "empty").mkdir()
+        (self.folder / "file").write_text("")
+        cases = {"nowhere": "nowhere: does not exist", "empty": "empty: has no registry.reg", "file": "is not a folder"}
+        for name, pattern in cases.items():
+            self.assert_refused(self.folder / name, pattern + ".*expected")
+
+    def test_registry_files_with_faults_name_the_line(self):
+        good = reg_text(driver_keys("kvlnk03", {"a": {"Mode": 1, "Time": time_bytes(0)}}))
+        number = good.split("\n").index('"Mode"=dword:00000001') + 1
+        cases = {
+            "a line cut in half": (good.replace('"Mode"=dword:00000001', '"Mode"=dwo'), number),
+            "a number cut short": (good.replace('"Mode"=dword:00000001', '"Mode"=dword:000001'), number),
+            "a value before any key": ('Windows Registry Editor Version 5.00\n\n"a"="b"\n', 3),
+            "another format": ("[Settings]\na=b\n", 1),
+            "an empty file": ("", 1),
+        }
+        for name, (text, line) in cases.items():
+            with self.subTest(name):
+                folder = self.machine({}, name=name)
+                (folder / "registry.reg").write_text(text)
+                self.assert_refused(folder, f"registry.reg:{line}: .*expected")
+
+    def test_a_registry_cut_off_anywhere_is_loaded_or_refused_in_one_line(self):
+        text = reg_text(driver_keys("kvlnk03", {"a": {"Mode": 1, "Time": time_bytes(0)}})).encode("utf-16")
+        folder = self.machine({})
+        for length in range(0, len(text), 61):
+            (folder / "registry.reg").write_bytes(text[:length])
+            run = self.kvsim("boot", folder, "--at", START)
+            self.assertIn(run.returncode, (0, 3), length)
+            self.assertRegex(run.stderr, r"\A\Z" if run.returncode == 0 else r"\Akvsim: \S+registry.reg:\d+: [^\n]+\n\Z")
+
+    def test_machine_json_with_faults_names_the_place(self):
+        cases = [
+            ('{\n  "wow64": true,\n  "drives": {"D": }\n}', "machine.json:3: is not JSON"),
+            ('{"wow64": true', "machine.json:1: is not JSON"),
+            ("", "machine.json:1: is not JSON"),
+            ("[]", "machine.json: the whole file is an array; expected an object"),
+            ('{"wow46": true}', "/wow46 is not known; expected one of .*wow64"),
+            ('{"wow64": 1}', "/wow64 is a number .1.; expected true or false"),
+            ('{"wow64": true, "wow64": false}', '"wow64" stands twice'),
+            ('{"version": {"major": -1}}', "/version/major is a number .-1.; expected a whole number"),
+            ('{"version": {"platformId": 3}}', "/version/platformId is 3; expected"),
+            ('{"system": "windows-11"}', '/system is a string .*; expected one of .*"windows-10"'),
+            ('{"drives": {"DD": "fixed"}}', "/drives/DD is no drive letter; expected"),
+            ('{"drives": {"D": {"type": "tape"}}}', '/drives/D/type is a string ."tape".; expected one of .*"cdrom"'),
+            ('{"shares": {"\\\\\\\\server\\\\x": "../x"}}', "leaves the machine folder; expected"),
+            ('{"shares": {"\\\\\\\\server\\\\x": "no such folder"}}', "no such folder: does not exist; expected"),
+            ('{"attributes": {"C:\\\\nothing": "hidden"}}', "/attributes/C:.nothing does not exist; expected"),
+            ('{"refused": {"registry": {"System\\\\No": "read"}}}', "/refused/registry/System.No does not exist"),
+            ('{"drivers": {"kvenv01": {"stop": "perhaps"}}}', '/drivers/kvenv01/stop .*expected one of "pending"'),
+            ('{"drivers": {"kvenv01": {"replies": {"x": {}}}}}', "/drivers/kvenv01/replies/x .*expected a number"),
+            ('{"drivers": {"kvenv01": {"replies": {"0x1": {"bytes": "0g"}}}}}', "/replies/0x1/bytes .*expected bytes"),
+            ('{"heldLocks": [{"name": "x"}]}', "/heldLocks/0 is not complete; expected"),
+        ]
+        folder = self.machine({"System": {}}, description={})
+        self.boot(folder)
+        for text, pattern in cases:
+            with self.subTest(text):
+                (folder / "machine.json").write_text(text)
+                self.assert_refused(folder, pattern)
+
+    def test_files_that_windows_could_not_have(self):
+        cases = {
+            "two of a name": (lambda c: (c / "A.txt").write_text("") + (c / "a.TXT").write_text(""), "case of letters"),
+            "bad name": (lambda c: (c / "a:b").write_text(""), "a:b: has a name"),
+            "trailing dot": (lambda c: (c / "a.").mkdir(), "a.: has a name"),
+            "not UTF-8": (lambda c: open(os.fsencode(c) + b"/\xff", "w").close(), "has a name"),
+            "link": (lambda c: (c / "link").symlink_to("/etc/passwd"), "link: is a symbolic link; expected"),
+            "pipe": (lambda c: os.mkfifo(c / "pipe"), "pipe: is a special file; expected"),
+            "drive twice": (lambda c: (c.parent / "c").mkdir(), "/c: stands for the drive of"),
+            "drive that is a file": (lambda c: (c.parent / "D").write_text(""), "D: is not a folder; expected"),
+            "drive that is a link": (lambda c: (c.parent / "D").symlink_to("/etc"), "D: is not a folder; expected"),
+        }
+        for name, (spoil, pattern) in cases.items():
+            with self.subTest(name):
+                folder = self.machine({"System": {}}, name=name)
+                spoil(folder / "C")
+                self.assert_fails(self.kvsim("boot", folder), 3, pattern)
+
+
+class Saving(KvsimTest):
+    def test_targets_that_are_refused_stay_as_they_are(self):
+        full, file = self.folder / "full", self.folder / "file"
+        (full / "sub").mkdir(parents=True)
+        file.write_text("x")
+        inside = self.machine({"System": {}})
+        cases = {full: "is not empty", file: "is not a folder", inside / "saved": "inside the machine folder",
+                 self.folder / "nowhere" / "saved": "cannot be written", pathlib.Path("/proc/saved"): "/proc"}
+        before = tree(self.folder)
+        for target, pattern in cases.items():
+            with self.subTest(target.name):
+                run = self.kvsim("boot", inside, "--save", target)
+                self.assertEqual(run.returncode, 4)
+                self.assertRegex(run.stderr, f"\\Akvsim: [^\n]*{pattern}[^\n]*\n\\Z")
+        self.assertEqual(tree(self.folder), before)
+
+    def test_a_saved_machine_is_whole_and_the_original_untouched(self):
+        keys = service_keys() | driver_keys("kvlnk03", {"a": {"Mode": 1, "Time": time_bytes(-1)}})
+        description = {"drives": {"D": "removable", "E": {"type": "cdrom", "medium": False}},
+                       "shares": {"\\\\server\\work": "shares/work"},
+                       "attributes": {"C:\\Data\\secret.txt": ["hidden", "read-only"]},
+                       "refused": {"registry": {SERVICES + "kvdel01": "delete"}}}
+        files = ["C/Data/secret.txt", "D/x.bin", "shares/work/y.txt", "notes.txt"]
+        folder = self.machine(keys, files, description)
+        (folder / "C/Empty").mkdir()
+        (folder / "D/x.bin").write_bytes(bytes(range(256)) * 300)
+        before = tree(folder)
+        for target in (self.folder / "new", self.folder / "there"):
+            (self.folder / "there").mkdir(exist_ok=True)
+            run = self.kvsim("boot", folder, "--at", START, "--save", str(target) + "/")
+            self.assertEqual((run.returncode, run.stderr), (0, ""))
+            self.assertIn(f"Saved to {target}/.\n", run.stdout)
+            saved = tree(target)
+            changed = {"registry.reg", "machine.json"}
+            self.assertEqual({name: saved[name] for name in saved if name not in changed},
+                             {name: before[name] for name in before if name not in changed | {"notes.txt"}})
+            self.assertEqual(json.loads((target / "machine.json").read_text()),
+                             description | {"attributes": {"C:\\Data\\secret.txt": ["hidden", "read-only"]}})
+            self.assertTrue((target / "registry.reg").read_bytes().startswith(b"\xff\xfeW\0i\0n\0"))
+        self.assertEqual(tree(folder), before)
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["machine", "new", "there"])
+
+    def test_descriptions_of_what_the_program_removed_go_with_it(self):
+        keys = driver_keys("kvenv01a") | service_keys()
+        description = {"refused": {"registry": {SERVICES + "kvenv01a\\LifeTime": "write"}},
+                       "attributes": {"C:\\Windows\\system32\\drivers\\kvenv01a.sys": ["read-only"]}}
+        folder = self.machine(keys, description=description)
+        target = self.folder / "saved"
+        results = [component["result"] for component in self.boot(folder, "--at", START, "--save", target)[0]["components"]]
+        self.assertEqual(results[-2:], ["removed", "restart-pending"])
+        self.assertFalse((target / "machine.json").exists())
+        self.assertTrue(self.json("boot", target, "--json", "--at", START)["clean"])
+
+
+class LargeRegistries(KvsimTest):
+    def test_are_loaded_in_seconds_with_progress_on_a_terminal(self):
+        folder = self.machine({})
+        values = "".join(f'"value {i}"="some text of a usual length, number {i}"\r\n' for i in range(20))
+        text = "Windows Registry Editor Version 5.00\r\n\r\n" + "".join(
+            f"[HKEY_LOCAL_MACHINE\\{SYSTEM}Enum\\BUS\\device {i}\\0000]\r\n{values}\r\n" for i in range(9000))
+        (folder / "registry.reg").write_bytes(text.encode("utf-16"))
+        self.assertGreater((folder / "registry.reg").stat().st_size, 20_000_000)
+        begun = time.monotonic()
+        run = self.kvsim("boot", folder)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertLess(time.monotonic() - begun, 60)
+        code, output = self.terminal(80, "boot", folder)
+        self.assertEqual(code, 0)
+        self.assertRegex(output, "\\A\rreading registry.reg: \\d+ %(.|\n)*\r\x1b\\[K(.|\n)*did not run")
+
+
+if __name__ == "__main__":
+    unittest.main()

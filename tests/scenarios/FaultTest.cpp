@@ -1,0 +1,108 @@
+// Every call that the program makes fails once, fails for ever from there on, or loses the power: a claimed
+// driver stays as it is, nothing of others is touched, and the next starts finish the job.
+
+#include "UnclaimedMachine.h"
+#include "app/EntryPoint.h"
+
+namespace {
+
+constexpr std::uint32_t AccessDenied = 5;
+constexpr std::uint32_t NoSystemResources = 1450;
+
+struct Fault {
+  const char* name;
+  void (*plan)(winsim::Gate& gate, std::uint64_t call);
+};
+
+constexpr Fault Faults[] = {
+    {"access denied once", [](winsim::Gate& gate, std::uint64_t call) { gate.FailCall(call, AccessDenied); }},
+    {"no resources once",
+     [](winsim::Gate& gate, std::uint64_t call) { gate.FailCall(call, NoSystemResources); }},
+    {"access denied for ever",
+     [](winsim::Gate& gate, std::uint64_t call) { gate.FailCall(call, AccessDenied, true); }},
+    {"power loss", [](winsim::Gate& gate, std::uint64_t call) { gate.CutPowerAt(call); }},
+};
+
+/// A claimed driver, one that cannot be stopped and one that can.
+struct FewDrivers : UnclaimedMachine {
+  // One process at a time, so the program's code in this very program will do, and is quicker to start.
+  FewDrivers() : UnclaimedMachine(winsim::Settings::Windows10(), Main::RunProcess) {
+    for (const auto driver : {u"kvvol02", u"kvaux02", u"kvenv01"}) {
+      UninstallDriver(**this, driver);
+    }
+  }
+};
+
+/// The number of calls that the program makes in the first start of such a machine.
+template <class SetUp>
+std::uint64_t CallsOfFirstStart(SetUp setUp) {
+  FewDrivers machine;
+  setUp(machine);
+  machine->gate.ResetCount();
+  machine->Start();
+  return machine->gate.Calls();
+}
+
+/// What a first start with `fault` at `call`, and then starts without, leave of the family. The first of
+/// those does what the fault prevented, the second what that left to a restart, the third takes away the
+/// service's own file.
+template <class SetUp, class AfterFault>
+Lines StartWithFault(const Fault& fault, std::uint64_t call, SetUp setUp, AfterFault afterFault) {
+  FewDrivers machine;
+  setUp(machine);
+  fault.plan(machine->gate, call);
+  machine->Start();
+  afterFault(machine);
+  machine->gate.Restore();
+  machine.Restart();
+  machine.Restart();
+  machine.Restart();
+  return machine.SinceBare();
+}
+
+}  // namespace
+
+TEST_CASE("no failure and no power loss harms a claimed driver or keeps the others for good") {
+  const auto claimed = [](FewDrivers& machine) {
+    ClaimByTime(*machine, u"kvlnk03", u"client", machine->clock.Now());
+  };
+  FewDrivers reference;
+  claimed(reference);
+  const Lines whole = About(Snapshot(*reference), "kvlnk03");
+  reference->Start();
+  reference.Restart();
+  const Lines expected = reference.SinceBare();
+  REQUIRE(expected.size() > whole.size());  // the driver and the service
+
+  const std::uint64_t calls = CallsOfFirstStart(claimed);
+  REQUIRE(calls > 100);
+  for (const Fault& fault : Faults) {
+    for (std::uint64_t call = 1; call <= calls; ++call) {
+      CAPTURE(fault.name);
+      CAPTURE(call);
+      const Lines left = StartWithFault(fault, call, claimed, [&](FewDrivers& machine) {
+        CHECK(About(Snapshot(*machine), "kvlnk03") == whole);
+      });
+      CHECK(left == expected);
+    }
+  }
+}
+
+TEST_CASE(
+    "a failure on the way to the clean machine leaves device nodes and the service's own file at most") {
+  const auto unclaimed = [](FewDrivers&) {};
+  const std::uint64_t calls = CallsOfFirstStart(unclaimed);
+  for (const Fault& fault : Faults) {
+    for (std::uint64_t call = 1; call <= calls; ++call) {
+      CAPTURE(fault.name);
+      CAPTURE(call);
+      Lines left = StartWithFault(fault, call, unclaimed, [](FewDrivers&) {});
+      // A device node that cannot be removed stops nobody, and once the service's entry has gone nobody
+      // starts it again: what fails then stays undone.
+      std::erase_if(left,
+                    [](const std::string& line) { return line.find("\\ROOT\\LEGACY_KV") != line.npos; });
+      std::erase(left, R"(+ C:\Windows\system32\kvdel01.exe)");
+      CHECK(left == Lines{});
+    }
+  }
+}

@@ -1,0 +1,174 @@
+#include <doctest/doctest.h>
+#include <setupapi.h>
+
+#include <cstring>
+
+#include "simulator/LastError.h"
+#include "support/MachineSession.h"
+
+using winsim::FromWide;
+using winsim::ToUtf8;
+
+namespace {
+
+const std::u16string EnumPath = u"System\\CurrentControlSet\\Enum\\";
+const std::u16string ClassPath = u"System\\CurrentControlSet\\Control\\Class\\";
+constexpr GUID LegacyClass{0x8ECC055D, 0x047F, 0x11D1, {0xA5, 0x37, 0, 0, 0xF8, 0x75, 0x3E, 0xD1}};
+
+bool Same(const GUID& left, const GUID& right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;
+}
+
+/// The devices of a class, closed at the end of the scope.
+struct DeviceSet {
+  explicit DeviceSet(const GUID* guid = &LegacyClass, const wchar_t* enumerator = nullptr, DWORD flags = 0)
+      : handle(SetupDiGetClassDevsW(guid, enumerator, nullptr, flags)) {
+    REQUIRE(handle != INVALID_HANDLE_VALUE);
+  }
+  ~DeviceSet() { CHECK(SetupDiDestroyDeviceInfoList(handle)); }
+
+  /// The error of asking for a device, 0 when it is there.
+  DWORD At(DWORD index, SP_DEVINFO_DATA& device) const {
+    device = {};
+    device.cbSize = sizeof device;
+    const DWORD error = ErrorOf([&] { SetupDiEnumDeviceInfo(handle, index, &device); });
+    return error == Untouched ? 0 : error;
+  }
+
+  /// A text property of the device at `index`.
+  std::string Text(DWORD index, DWORD property = SPDRP_SERVICE) const {
+    SP_DEVINFO_DATA device;
+    REQUIRE(At(index, device) == 0);
+    wchar_t text[64] = {};
+    CHECK(SetupDiGetDeviceRegistryPropertyW(handle, &device, property, nullptr, reinterpret_cast<BYTE*>(text),
+                                            sizeof text, nullptr));
+    return ToUtf8(FromWide(text));
+  }
+
+  std::vector<std::string> Services() const {
+    std::vector<std::string> services;
+    SP_DEVINFO_DATA device;
+    while (At(static_cast<DWORD>(services.size()), device) == 0) {
+      services.push_back(Text(static_cast<DWORD>(services.size())));
+    }
+    return services;
+  }
+
+  HDEVINFO handle;
+};
+
+}  // namespace
+
+TEST_CASE("identifiers of classes are found by the class's name") {
+  MachineSession session;
+  session.Machine().deviceNodes.AddLegacy(u"one");
+  session.Machine().registry.SetString(ClassPath + u"{00000000-0000-0000-0000-00000000000a}", u"Class",
+                                       u"LEGACYDRIVER");
+  session.Machine().registry.SetString(ClassPath + u"{4D36E97D-E325-11CE-BFC1-08002BE10318}", u"Class",
+                                       u"System");
+  session.Machine().registry.SetString(ClassPath + u"no identifier", u"Class", u"LegacyDriver");
+  GUID list[3] = {};
+  DWORD needed = 99;
+  CHECK(SetupDiClassGuidsFromNameW(L"LegacyDriver", list, 3, &needed));
+  CHECK(needed == 2);
+  CHECK(list[0].Data4[7] == 0x0A);
+  CHECK(Same(list[1], LegacyClass));
+  CHECK(Same(list[2], GUID{}));
+  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", list, 1, &needed); }) ==
+        ERROR_INSUFFICIENT_BUFFER);
+  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &needed); }) ==
+        ERROR_INSUFFICIENT_BUFFER);
+  CHECK(needed == 2);
+  CHECK(SetupDiClassGuidsFromNameW(L"None", nullptr, 0, &needed));
+  CHECK(needed == 0);
+  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(nullptr, list, 3, &needed); }) ==
+        ERROR_INVALID_PARAMETER);
+  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"System", list, 3, nullptr); }) ==
+        ERROR_INVALID_PARAMETER);
+}
+
+TEST_CASE("devices are listed by class and enumerator in the order of their keys") {
+  MachineSession session;
+  winsim::Machine& machine = session.Machine();
+  machine.deviceNodes.AddLegacy(u"two");
+  machine.deviceNodes.AddLegacy(u"one", u"0001");
+  machine.deviceNodes.AddLegacy(u"one");
+  const std::u16string other = EnumPath + u"PCI\\DEV\\7";
+  machine.registry.SetString(other, u"ClassGUID", u"{4d36e97d-e325-11ce-bfc1-08002be10318}");
+  machine.registry.SetString(other, u"Service", u"pci");
+  machine.registry.Make(EnumPath + u"PCI\\DEV\\7\\Device Parameters");
+  using Names = std::vector<std::string>;
+  CHECK(DeviceSet().Services() == Names{"one", "one", "two"});
+  CHECK(DeviceSet(&LegacyClass, L"root").Services() == Names{"one", "one", "two"});
+  CHECK(DeviceSet(&LegacyClass, L"PCI").Services().empty());
+  CHECK(DeviceSet(nullptr, nullptr, 4).Services() == Names{"pci", "one", "one", "two"});
+  CHECK(DeviceSet(nullptr, nullptr, 4 | 0x10).Services().empty());
+  CHECK(DeviceSet().Text(0, 7) == "LegacyDriver");
+
+  const DeviceSet set;
+  SP_DEVINFO_DATA device;
+  REQUIRE(set.At(2, device) == 0);
+  CHECK(Same(device.ClassGuid, LegacyClass));
+  CHECK(set.At(3, device) == ERROR_NO_MORE_ITEMS);
+  device.cbSize = 28;
+  CHECK(ErrorOf([&] { SetupDiEnumDeviceInfo(set.handle, 0, &device); }) == ERROR_INVALID_USER_BUFFER);
+  CHECK(ErrorOf([&] { SetupDiEnumDeviceInfo(set.handle, 0, nullptr); }) == ERROR_INVALID_PARAMETER);
+  CHECK(ErrorOf([&] { SetupDiEnumDeviceInfo(INVALID_HANDLE_VALUE, 0, &device); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf(HDEVINFO{INVALID_HANDLE_VALUE}, [] {
+          return SetupDiGetClassDevsW(nullptr, nullptr, nullptr, 0);
+        }) == ERROR_INVALID_PARAMETER);
+  CHECK(FailureOf(FALSE, [] { return SetupDiDestroyDeviceInfoList(nullptr); }) == ERROR_INVALID_HANDLE);
+}
+
+TEST_CASE("a device's properties are those of its key") {
+  MachineSession session;
+  session.Machine().deviceNodes.AddLegacy(u"one");
+  const DeviceSet set;
+  SP_DEVINFO_DATA device;
+  REQUIRE(set.At(0, device) == 0);
+  DWORD type = 0;
+  DWORD needed = 0;
+  BYTE buffer[8] = {};
+  const auto error = [&](DWORD property, DWORD size) {
+    return ErrorOf([&] {
+      SetupDiGetDeviceRegistryPropertyW(set.handle, &device, property, &type, buffer, size, &needed);
+    });
+  };
+  CHECK(error(SPDRP_SERVICE, 7) == ERROR_INSUFFICIENT_BUFFER);
+  CHECK(needed == 8);
+  CHECK(error(SPDRP_SERVICE, 8) == Untouched);
+  CHECK(type == REG_SZ);
+  CHECK(buffer[0] == 'o');
+  session.Machine().registry.DeleteValue(EnumPath + u"ROOT\\LEGACY_ONE\\0000", u"Service");
+  CHECK(error(SPDRP_SERVICE, 8) == ERROR_INVALID_DATA);
+  CHECK(error(99, 8) == ERROR_INVALID_REG_PROPERTY);
+  device.DevInst = 2;
+  CHECK(error(SPDRP_SERVICE, 8) == ERROR_INVALID_PARAMETER);
+}
+
+TEST_CASE("removing a device deletes its instance, and the device with its last instance") {
+  MachineSession session;
+  winsim::Machine& machine = session.Machine();
+  machine.deviceNodes.AddLegacy(u"one");
+  machine.deviceNodes.AddLegacy(u"one", u"0001");
+  machine.registry.Make(EnumPath + u"ROOT\\LEGACY_ONE\\0000\\Control");
+  const DeviceSet set;
+  SP_DEVINFO_DATA first;
+  SP_DEVINFO_DATA second;
+  REQUIRE(set.At(0, first) == 0);
+  REQUIRE(set.At(1, second) == 0);
+  const auto remove = [&](SP_DEVINFO_DATA& device, DI_FUNCTION function = DIF_REMOVE) {
+    return ErrorOf([&] { SetupDiCallClassInstaller(function, set.handle, &device); });
+  };
+  CHECK(remove(first, 1) == 0xE000020E);
+  machine.registry.Deny(EnumPath + u"ROOT\\LEGACY_ONE\\0000", DELETE);
+  CHECK(remove(first) == ERROR_ACCESS_DENIED);
+  machine.registry.Deny(EnumPath + u"ROOT\\LEGACY_ONE\\0000", 0);
+  CHECK(remove(first) == Untouched);
+  CHECK(machine.registry.Find(EnumPath + u"ROOT\\LEGACY_ONE\\0000") == nullptr);
+  CHECK(remove(first) == ERROR_NO_SUCH_DEVINST);
+  CHECK(machine.registry.Find(EnumPath + u"ROOT\\LEGACY_ONE\\0001") != nullptr);
+  CHECK(remove(second) == Untouched);
+  CHECK(machine.registry.Find(EnumPath + u"ROOT\\LEGACY_ONE") == nullptr);
+  CHECK(machine.registry.Find(EnumPath + u"ROOT") != nullptr);
+}
