@@ -7,6 +7,7 @@
 #include <string>
 
 #include "BenchmarkSession.h"
+#include "foundation/Object.h"
 #include "foundation/PtrRef.h"
 #include "foundation/UnicodeString.h"
 

@@ -78,7 +78,9 @@ void Gate::FailFunction(std::string function, std::uint32_t error, std::uint64_t
   m_failures.push_back({std::move(function), skip, times, error});
 }
 
-void Gate::CutPowerAt(std::uint64_t number) { m_callsToPowerLoss = number; }
+void Gate::CutPowerAt(std::uint64_t number) {
+  m_callsToPowerLoss = number;
+}
 
 void Gate::Restore() {
   m_failures.clear();

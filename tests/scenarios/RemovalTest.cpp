@@ -173,15 +173,20 @@ TEST_CASE(
   for (const bool dies : {false, true}) {
     CAPTURE(dies);
     UnclaimedMachine machine;
-    winsim::StartThread(machine->NewProcess(u"installer.exe"), [&] {
+    machine->Start(winsim::Machine::AutoStart::skip);
+    const Lines before = Snapshot(*machine);
+    {
+      const winsim::ThreadScope installer(machine->NewProcess(u"installer.exe"));
       const HANDLE lock = CreateMutexW(nullptr, FALSE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
       WaitForSingleObject(lock, INFINITE);
-      Pause(5000);  // the service starts and waits
+      REQUIRE(machine->services.Launch(u"kvdel01") == 0);
+      Pause(5000);
+      CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4});
+      CHECK(Snapshot(*machine) == before);
       ClaimByTime(*machine, u"kvenv01", u"client", machine->clock.Now());
       if (!dies) ReleaseMutex(lock);
-      CloseHandle(lock);
-    });
-    machine->Start();
+    }
+    machine->AwaitIdle();
     CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvaux02 (marked)", "kvdel01", "kvenv01",
                                               "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
     CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});

@@ -245,6 +245,12 @@ TEST_CASE("texts of any length are read with twice the room each time") {
   session.Machine().files.Substitute(u'X', MachineText(Utf16(path)));
   CHECK(Utf8(File::GetDeviceMapping(L"X:")) == "\\??\\" + path);
   CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 0x410 ");
+
+  // An answer that fills the room to its end may be cut.
+  session.Machine().files.Substitute(u'X', u"C:\\" + std::u16string(251, u'd'));
+  session.Machine().gate.StartTrace();
+  CHECK(File::GetDeviceMapping(L"X:").Length() == 258);
+  CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 ");
 }
 
 TEST_CASE("accesses, sizes and offsets reach the platform as its numbers") {

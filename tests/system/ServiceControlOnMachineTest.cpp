@@ -13,10 +13,10 @@ namespace {
 using namespace LCommon::System::ServiceControl;
 
 LPtrRef<Service> Create(LPtrRef<Manager> manager, const wchar_t* name,
-                        LUnicodeStringArray dependencies = {}) {
+                        const wchar_t* binaryPath = L"C:\\a folder\\x.exe") {
   return Service::Create(manager, name, L"", SERVICE_ALL_ACCESS, Service::typeWin32OwnProcess,
-                         Service::startOnDemand, Service::errorControlNormal, L"C:\\a folder\\x.exe", L"",
-                         nullptr, dependencies, L"", L"");
+                         Service::startOnDemand, Service::errorControlNormal, binaryPath, L"", nullptr, {},
+                         L"", L"");
 }
 
 }  // namespace
@@ -121,6 +121,13 @@ TEST_CASE("a configuration is read with the size that the manager reports, or el
   REQUIRE(needed <= 256);
 
   winsim::Gate& gate = session.Machine().gate;
+  const std::string path(1000, 'p');
+  const LPtrRef<Service> large =
+      Create(Manager::Open(SC_MANAGER_CREATE_SERVICE), L"large", Utf16(path).Data());
+  gate.StartTrace();
+  CHECK(Utf8(large->QueryConfig()->binaryPathName) == path);
+  CHECK(session.Trace("QueryServiceConfigW").size() == 2);
+
   // Refused calls report no size: the room is 128, 256, 512 bytes then.
   for (const unsigned int refusals : {0u, 1u, 2u}) {
     CAPTURE(refusals);
