@@ -176,7 +176,7 @@ void MachineFolder::Describe() {
   }
   for (const auto& [path, access] : m_description.refusedKeys) {
     expect(machine.registry.Find(path) != nullptr, "/refused/registry/" + ToUtf8(path),
-           "a key of registry.reg");
+           "a key of registry.reg, without \"HKEY_LOCAL_MACHINE\\\\\" in front");
     machine.registry.Deny(path, access);
   }
   for (const std::u16string& path : m_description.refusedFiles) {

@@ -58,7 +58,7 @@ TEST_CASE("a driver's devices are there while it is loaded") {
   CHECK(OpenError(L"\\\\.\\kvenv01\\x") == ERROR_PATH_NOT_FOUND);
   CHECK(FailureOf(INVALID_FILE_ATTRIBUTES, [] { return GetFileAttributesW(L"\\\\.\\kvenv01"); }) ==
         ERROR_INVALID_FUNCTION);
-  CHECK(FailureOf(FALSE, [] { return DeleteFileW(L"C:\\Windows\\system32\\drivers\\kvenv01.sys"); }) ==
+  CHECK(FailureOf([] { return DeleteFileW(L"C:\\Windows\\system32\\drivers\\kvenv01.sys"); }) ==
         ERROR_ACCESS_DENIED);
   for (const DWORD error : {0xE0000001u, 0xE0000004u, 5u}) {
     session.behaviour.openErrors = {{u"KVENV01", error}};
@@ -100,9 +100,8 @@ TEST_CASE("a driver stops, refuses, or stays until its last device is closed") {
     devices.Unload(u"kvenv01");
     session.Load();
     DWORD returned = 9;
-    CHECK(FailureOf(FALSE, [&] {
-            return DeviceIoControl(device, 1, nullptr, 0, nullptr, 0, &returned, nullptr);
-          }) == 31);
+    CHECK(FailureOf([&] { return DeviceIoControl(device, 1, nullptr, 0, nullptr, 0, &returned, nullptr); }) ==
+          31);
     CHECK(CloseHandle(device) == TRUE);
     CHECK(devices.Stop(u"kvenv01") == Devices::StopResult::stopped);
   }
@@ -113,16 +112,12 @@ TEST_CASE("a device answers control codes as far as the buffer reaches") {
   const Bytes answer = {1, 2, 3, 4, 5, 6, 7, 8};
   const struct {
     winsim::DeviceReply reply;
-    DWORD room;
-    DWORD error;
-    DWORD returned;
-  } cases[] = {
-      {{answer, {}, 0}, 8, Untouched, 8},       {{answer, {}, 0}, 24, Untouched, 8},
-      {{answer, {}, 0}, 7, ERROR_MORE_DATA, 7}, {{answer, {}, 0}, 0, ERROR_MORE_DATA, 0},
-      {{answer, 0, 0}, 5, Untouched, 5},        {{answer, 300, 0}, 256, ERROR_MORE_DATA, 8},
-      {{answer, 300, 0}, 512, Untouched, 8},    {{answer, {}, 0xE0000001}, 24, 0xE0000001, 0},
-      {{{}, {}, 0}, 24, Untouched, 0},
-  };
+    DWORD room, error, returned;
+  } cases[] = {{{answer, {}, 0}, 8, Untouched, 8},       {{answer, {}, 0}, 24, Untouched, 8},
+               {{answer, {}, 0}, 7, ERROR_MORE_DATA, 7}, {{answer, {}, 0}, 0, ERROR_MORE_DATA, 0},
+               {{answer, 0, 0}, 5, Untouched, 5},        {{answer, 300, 0}, 256, ERROR_MORE_DATA, 8},
+               {{answer, 300, 0}, 512, Untouched, 8},    {{answer, {}, 0xE0000001}, 24, 0xE0000001, 0},
+               {{{}, {}, 0}, 24, Untouched, 0}};
   WithDriver session;
   session.Load();
   const HANDLE device = OpenDevice(L"\\\\.\\kvenv01i");
@@ -154,13 +149,11 @@ TEST_CASE("a device answers control codes as far as the buffer reaches") {
   CHECK(control(device, 7, {}, output, returned) == ERROR_INVALID_FUNCTION);
   session.behaviour.otherCodes = 0;
   CHECK(control(device, 7, {}, output, returned) == Untouched);
-  CHECK(FailureOf(FALSE, [&] {
-          return DeviceIoControl(device, 7, nullptr, 4, nullptr, 0, &returned, nullptr);
-        }) == ERROR_NOACCESS);
+  CHECK(FailureOf([&] { return DeviceIoControl(device, 7, nullptr, 4, nullptr, 0, &returned, nullptr); }) ==
+        ERROR_NOACCESS);
   CHECK(FailureOf(INVALID_FILE_SIZE, [&] { return GetFileSize(device, nullptr); }) == ERROR_INVALID_FUNCTION);
-  CHECK(FailureOf(static_cast<HANDLE>(nullptr), [&] {
-          return CreateFileMappingW(device, nullptr, PAGE_READONLY, 0, 0, nullptr);
-        }) == ERROR_BAD_EXE_FORMAT);
+  CHECK(FailureOf([&] { return CreateFileMappingW(device, nullptr, PAGE_READONLY, 0, 0, nullptr); }) ==
+        ERROR_BAD_EXE_FORMAT);
   CHECK(CloseHandle(device) == TRUE);
   CHECK(control(device, 7, {}, output, returned) == ERROR_INVALID_HANDLE);
   const HANDLE file = CreateFileW(L"C:\\f", GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
@@ -174,7 +167,7 @@ TEST_CASE("a power loss leaves the driver to the restart") {
   const HANDLE device = OpenDevice(L"\\\\.\\kvenv01");
   CHECK(session.devices.Stop(u"kvenv01") == Devices::StopResult::pending);
   session.Machine().gate.CutPowerAt(1);
-  CHECK(FailureOf(FALSE, [&] { return CloseHandle(device); }) == ERROR_NOT_READY);
+  CHECK(FailureOf([&] { return CloseHandle(device); }) == ERROR_NOT_READY);
   session.Process().handles.CloseAll();
   CHECK(session.devices.IsLoaded(u"kvenv01"));
   session.devices.UnloadAll();

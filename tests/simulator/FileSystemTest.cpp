@@ -14,45 +14,38 @@ TEST_CASE("every disposition does what it says on a file, a missing one and a fo
   enum class What { file, readOnly, hidden, missing, folder };
   static const struct {
     What what;
-    DWORD disposition;
-    DWORD access;
-    DWORD flags;
+    DWORD disposition, access, flags;
     bool opens;
     DWORD error;
     const char* contentsAfter;
     DWORD attributesAfter;
-  } cases[] = {
-      {What::file, CREATE_NEW, GENERIC_READ, 0, false, 80, "old", 0x20},
-      {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x80, true, 183, "", 0x20},
-      {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x03, true, 183, "", 0x23},
-      {What::file, OPEN_EXISTING, GENERIC_READ, 0x02, true, 0, "old", 0x20},
-      {What::file, OPEN_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "old", 0x20},
-      {What::file, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x20},
-      {What::file, TRUNCATE_EXISTING, GENERIC_READ, 0, false, 87, "old", 0x20},
-      {What::file, 0, GENERIC_READ, 0, false, 87, "old", 0x20},
-      {What::file, 6, GENERIC_READ, 0, false, 87, "old", 0x20},
-      {What::readOnly, OPEN_EXISTING, GENERIC_READ, 0, true, 0, "old", 0x21},
-      {What::readOnly, OPEN_EXISTING, GENERIC_WRITE, 0, false, 5, "old", 0x21},
-      {What::readOnly, CREATE_ALWAYS, GENERIC_READ, 0x01, false, 5, "old", 0x21},
-      {What::readOnly, OPEN_EXISTING, DELETE, 0, true, 0, "old", 0x21},
-      {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x80, false, 5, "old", 0x02},
-      {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "", 0x22},
-      {What::hidden, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x02},
-      {What::missing, CREATE_NEW, GENERIC_WRITE, 0x80, true, 0, "", 0x20},
-      {What::missing, CREATE_ALWAYS, GENERIC_WRITE, 0x01, true, 0, "", 0x21},
-      {What::missing, OPEN_ALWAYS, GENERIC_READ, 0x12, true, 0, "", 0x22},
-      {What::missing, OPEN_EXISTING, GENERIC_READ, 0, false, 2, "", 0xFFFFFFFF},
-      {What::missing, TRUNCATE_EXISTING, GENERIC_WRITE, 0, false, 2, "", 0xFFFFFFFF},
-      {What::folder, OPEN_EXISTING, GENERIC_READ, 0, false, 5, "", 0x10},
-      {What::folder, OPEN_EXISTING, GENERIC_READ, BackupSemantics, true, 0, "", 0x10},
-      {What::folder, CREATE_NEW, GENERIC_WRITE, 0, false, 80, "", 0x10},
-      {What::folder, CREATE_ALWAYS, GENERIC_WRITE, 0, false, 5, "", 0x10},
-  };
+  } cases[] = {{What::file, CREATE_NEW, GENERIC_READ, 0, false, 80, "old", 0x20},
+               {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x80, true, 183, "", 0x20},
+               {What::file, CREATE_ALWAYS, GENERIC_WRITE, 0x03, true, 183, "", 0x23},
+               {What::file, OPEN_EXISTING, GENERIC_READ, 0x02, true, 0, "old", 0x20},
+               {What::file, OPEN_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "old", 0x20},
+               {What::file, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x20},
+               {What::file, TRUNCATE_EXISTING, GENERIC_READ, 0, false, 87, "old", 0x20},
+               {What::file, 0, GENERIC_READ, 0, false, 87, "old", 0x20},
+               {What::file, 6, GENERIC_READ, 0, false, 87, "old", 0x20},
+               {What::readOnly, OPEN_EXISTING, GENERIC_READ, 0, true, 0, "old", 0x21},
+               {What::readOnly, OPEN_EXISTING, GENERIC_WRITE, 0, false, 5, "old", 0x21},
+               {What::readOnly, CREATE_ALWAYS, GENERIC_READ, 0x01, false, 5, "old", 0x21},
+               {What::readOnly, OPEN_EXISTING, DELETE, 0, true, 0, "old", 0x21},
+               {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x80, false, 5, "old", 0x02},
+               {What::hidden, CREATE_ALWAYS, GENERIC_WRITE, 0x02, true, 183, "", 0x22},
+               {What::hidden, TRUNCATE_EXISTING, GENERIC_WRITE, 0, true, 0, "", 0x02},
+               {What::missing, CREATE_NEW, GENERIC_WRITE, 0x80, true, 0, "", 0x20},
+               {What::missing, CREATE_ALWAYS, GENERIC_WRITE, 0x01, true, 0, "", 0x21},
+               {What::missing, OPEN_ALWAYS, GENERIC_READ, 0x12, true, 0, "", 0x22},
+               {What::missing, OPEN_EXISTING, GENERIC_READ, 0, false, 2, "", 0xFFFFFFFF},
+               {What::missing, TRUNCATE_EXISTING, GENERIC_WRITE, 0, false, 2, "", 0xFFFFFFFF},
+               {What::folder, OPEN_EXISTING, GENERIC_READ, 0, false, 5, "", 0x10},
+               {What::folder, OPEN_EXISTING, GENERIC_READ, BackupSemantics, true, 0, "", 0x10},
+               {What::folder, CREATE_NEW, GENERIC_WRITE, 0, false, 80, "", 0x10},
+               {What::folder, CREATE_ALWAYS, GENERIC_WRITE, 0, false, 5, "", 0x10}};
   for (const auto& test : cases) {
-    CAPTURE(static_cast<int>(test.what));
-    CAPTURE(test.disposition);
-    CAPTURE(test.access);
-    CAPTURE(test.flags);
+    CAPTURE(&test - cases);
     MachineSession session;
     winsim::FileSystem& files = session.Machine().files;
     if (test.what == What::folder) {
@@ -80,33 +73,29 @@ TEST_CASE("names that lead nowhere fail with the error of what is missing") {
   session.Process().currentDirectory = u"C:\\dir";
   static const struct {
     const wchar_t* name;
-    DWORD open;
-    DWORD attributes;
-    DWORD find;
-    DWORD remove;
-  } cases[] = {
-      {L"C:\\dir\\none", 2, 2, 2, 2},
-      {L"C:\\none\\file", 3, 3, 3, 3},
-      {L"C:\\dir\\file.txt\\x", 3, 3, 267, 3},
-      {L"C:\\dir\\file.txt\\", 123, 123, 267, 123},
-      {L"C:\\dir\\none\\", 2, 2, 3, 2},
-      {L"C:\\dir\\", 3, Untouched, 2, 5},
-      {L"C:\\dir", 5, Untouched, Untouched, 5},
-      {L"C:\\", 3, Untouched, 2, 5},
-      {L"C:\\di|r\\x", 123, 123, 123, 123},
-      {L"C:\\dir\\a:b", 123, 123, 123, 123},
-      {L"C:\\dir\\fil*", 123, 123, Untouched, 123},
-      {L"C:\\none*\\x", 123, 123, 123, 123},
-      {L"\\\\?\\C:\\dir/file.txt", 123, 123, 123, 123},
-      {L"\\\\?\\C:\\dir\\..\\dir\\file.txt", 123, 123, 123, 123},
-      {L"Q:\\file", 3, 3, 3, 3},
-      {L"D:\\file", 21, 21, 21, 21},
-      {L"\\\\none\\share\\f", 53, 53, 53, 53},
-      {L"\\\\srv\\none\\f", 67, 67, 67, 67},
-      {L"\\\\.\\nodevice", 2, 2, 2, 2},
-      {L"", 3, 3, 3, 3},
-      {nullptr, 3, 3, 3, 3},
-  };
+    DWORD open, attributes;
+    DWORD find, remove;
+  } cases[] = {{L"C:\\dir\\none", 2, 2, 2, 2},
+               {L"C:\\none\\file", 3, 3, 3, 3},
+               {L"C:\\dir\\file.txt\\x", 3, 3, 267, 3},
+               {L"C:\\dir\\file.txt\\", 123, 123, 267, 123},
+               {L"C:\\dir\\none\\", 2, 2, 3, 2},
+               {L"C:\\dir\\", 3, Untouched, 2, 5},
+               {L"C:\\dir", 5, Untouched, Untouched, 5},
+               {L"C:\\", 3, Untouched, 2, 5},
+               {L"C:\\di|r\\x", 123, 123, 123, 123},
+               {L"C:\\dir\\a:b", 123, 123, 123, 123},
+               {L"C:\\dir\\fil*", 123, 123, Untouched, 123},
+               {L"C:\\none*\\x", 123, 123, 123, 123},
+               {L"\\\\?\\C:\\dir/file.txt", 123, 123, 123, 123},
+               {L"\\\\?\\C:\\dir\\..\\dir\\file.txt", 123, 123, 123, 123},
+               {L"Q:\\file", 3, 3, 3, 3},
+               {L"D:\\file", 21, 21, 21, 21},
+               {L"\\\\none\\share\\f", 53, 53, 53, 53},
+               {L"\\\\srv\\none\\f", 67, 67, 67, 67},
+               {L"\\\\.\\nodevice", 2, 2, 2, 2},
+               {L"", 3, 3, 3, 3},
+               {nullptr, 3, 3, 3, 3}};
   for (const auto& test : cases) {
     CAPTURE(ToUtf8(FromWide(test.name)));
     CHECK(OpenError(test.name, GENERIC_READ, ShareAll, OPEN_EXISTING) == test.open);
@@ -128,7 +117,7 @@ TEST_CASE("names that lead nowhere fail with the error of what is missing") {
     CHECK(OpenError(name, GENERIC_READ, 0, OPEN_EXISTING) == 0);
   }
   CHECK(OpenError(L"C:\\dir\\new\\", GENERIC_WRITE, 0, CREATE_NEW) == ERROR_INVALID_NAME);
-  CHECK(FailureOf(FALSE, [] { return FindClose(INVALID_HANDLE_VALUE); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([] { return FindClose(INVALID_HANDLE_VALUE); }) == ERROR_INVALID_HANDLE);
 }
 
 TEST_CASE("a search gives the first name in order with what the file is") {
@@ -142,7 +131,7 @@ TEST_CASE("a search gives the first name in order with what the file is") {
     WIN32_FIND_DATAW data;
     const HANDLE find = FindFirstFileW(pattern, &data);
     REQUIRE(find != INVALID_HANDLE_VALUE);
-    CHECK(FailureOf(FALSE, [&] { return CloseHandle(find); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return CloseHandle(find); }) == ERROR_INVALID_HANDLE);
     CHECK(FindClose(find) == TRUE);
     return data;
   };
@@ -161,31 +150,23 @@ TEST_CASE("a search gives the first name in order with what the file is") {
 
 TEST_CASE("two openings go together when each shares what the other does") {
   static const struct {
-    DWORD access;
-    DWORD share;
-    DWORD secondAccess;
-    DWORD secondShare;
-    DWORD error;
-  } cases[] = {
-      {GENERIC_READ, 0, GENERIC_READ, FILE_SHARE_READ, 32},
-      {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 0},
-      {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, 0, 32},
-      {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, ShareAll, 32},
-      {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_READ, 32},
-      {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_WRITE, 0},
-      {GENERIC_EXECUTE, FILE_SHARE_WRITE, GENERIC_WRITE, FILE_SHARE_READ, 0},
-      {GENERIC_READ, FILE_SHARE_READ, DELETE, ShareAll, 32},
-      {DELETE, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 32},
-      {GENERIC_READ, 0, 0, 0, 0},
-      {0, 0, GENERIC_ALL, 0, 0},
-  };
+    DWORD access, share;
+    DWORD secondAccess, secondShare, error;
+  } cases[] = {{GENERIC_READ, 0, GENERIC_READ, FILE_SHARE_READ, 32},
+               {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 0},
+               {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, 0, 32},
+               {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, ShareAll, 32},
+               {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_READ, 32},
+               {GENERIC_WRITE, ShareAll, GENERIC_READ, FILE_SHARE_WRITE, 0},
+               {GENERIC_EXECUTE, FILE_SHARE_WRITE, GENERIC_WRITE, FILE_SHARE_READ, 0},
+               {GENERIC_READ, FILE_SHARE_READ, DELETE, ShareAll, 32},
+               {DELETE, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, 32},
+               {GENERIC_READ, 0, 0, 0, 0},
+               {0, 0, GENERIC_ALL, 0, 0}};
   MachineSession session;
   session.Machine().files.WriteFile(u"C:\\f", "x");
   for (const auto& test : cases) {
-    CAPTURE(test.access);
-    CAPTURE(test.share);
-    CAPTURE(test.secondAccess);
-    CAPTURE(test.secondShare);
+    CAPTURE(&test - cases);
     const HANDLE first = Open(L"C:\\f", test.access, test.share);
     CHECK(OpenError(L"C:\\f", test.secondAccess, test.secondShare, OPEN_EXISTING) == test.error);
     CHECK(CloseHandle(first) == TRUE);
@@ -224,7 +205,7 @@ TEST_CASE("a deletion is refused, done, or waits for the last handle") {
     const HANDLE file = Open(L"C:\\f", GENERIC_READ, ShareAll);
     CHECK(DeleteError(L"C:\\f") == Untouched);
     session.Machine().gate.CutPowerAt(1);
-    CHECK(FailureOf(FALSE, [&] { return CloseHandle(file); }) == ERROR_NOT_READY);
+    CHECK(FailureOf([&] { return CloseHandle(file); }) == ERROR_NOT_READY);
     session.Process().End(0);
     session.Machine().gate.Restore();
     CHECK(isThere());
@@ -299,20 +280,17 @@ TEST_CASE("an open file is written, measured and dated through its handle") {
   CHECK(SetFileTime(file, &one, &keep, nullptr) == TRUE);
   CHECK(files.Find(u"C:\\f")->times == winsim::FileTimes{1, 8, 9});
   CHECK(SetFileTime(file, &stop, nullptr, &one) == TRUE);
-  CHECK(FailureOf(FALSE, [&] { return SetFileTime(file, &keep, &one, &impossible); }) ==
-        ERROR_INVALID_PARAMETER);
+  CHECK(FailureOf([&] { return SetFileTime(file, &keep, &one, &impossible); }) == ERROR_INVALID_PARAMETER);
   CHECK(files.Find(u"C:\\f")->times == winsim::FileTimes{1, 8, 1});
 
-  CHECK(FailureOf(FALSE, [&] { return WriteFile(reader, "x", 1, &written, nullptr); }) ==
-        ERROR_ACCESS_DENIED);
+  CHECK(FailureOf([&] { return WriteFile(reader, "x", 1, &written, nullptr); }) == ERROR_ACCESS_DENIED);
   CHECK(written == 0);
-  CHECK(FailureOf(FALSE, [&] { return SetFileTime(reader, &one, &one, &one); }) == ERROR_ACCESS_DENIED);
+  CHECK(FailureOf([&] { return SetFileTime(reader, &one, &one, &one); }) == ERROR_ACCESS_DENIED);
   for (const HANDLE open : {file, reader, big}) {
     CHECK(CloseHandle(open) == TRUE);
     CHECK(FailureOf(INVALID_FILE_SIZE, [&] { return GetFileSize(open, nullptr); }) == ERROR_INVALID_HANDLE);
-    CHECK(FailureOf(FALSE, [&] { return WriteFile(open, "x", 1, &written, nullptr); }) ==
-          ERROR_INVALID_HANDLE);
-    CHECK(FailureOf(FALSE, [&] { return SetFileTime(open, &one, &one, &one); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return WriteFile(open, "x", 1, &written, nullptr); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return SetFileTime(open, &one, &one, &one); }) == ERROR_INVALID_HANDLE);
   }
 }
 
@@ -349,8 +327,7 @@ TEST_CASE("32-bit programs find their system folder where the system's is, unles
       {"C:\\Windows\\system32\\spool\\f", "C:\\Windows\\system32\\spool\\f"},
       {"C:\\Windows\\system32x\\f", "C:\\Windows\\system32x\\f"},
       {"C:\\Windows\\regedit.exe", "C:\\Windows\\SysWOW64\\regedit.exe"},
-      {"C:\\other\\system32\\f", "C:\\other\\system32\\f"},
-  };
+      {"C:\\other\\system32\\f", "C:\\other\\system32\\f"}};
   for (const auto& test : cases) {
     const char* const name = test[0];
     CAPTURE(name);

@@ -32,7 +32,7 @@ TEST_CASE("the planned calls fail and no others") {
   const auto failures = [](unsigned int calls) {
     std::vector<DWORD> errors;
     for (unsigned int i = 0; i < calls; ++i) {
-      const DWORD error = FailureOf(FALSE, Touch);
+      const DWORD error = FailureOf(Touch);
       errors.push_back(error == Untouched ? 0 : error);
     }
     return errors;
@@ -61,7 +61,7 @@ TEST_CASE("without power every call fails and nothing changes") {
   gate.CutPowerAt(2);
   CHECK(Touch() == FALSE);
   CHECK(gate.IsPowerOff());
-  CHECK(FailureOf(FALSE, [&] { return CloseHandle(mutex); }) == ERROR_NOT_READY);
+  CHECK(FailureOf([&] { return CloseHandle(mutex); }) == ERROR_NOT_READY);
   CHECK(RegCloseKey(HKEY_LOCAL_MACHINE) == ERROR_NOT_READY);
   CHECK(GetACP() == 1252);
   gate.Restore();

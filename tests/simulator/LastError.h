@@ -21,3 +21,9 @@ DWORD FailureOf(Result failure, Call&& call) {
   const DWORD error = GetLastError();
   return failed ? error : Untouched;
 }
+
+/// The same for a call that fails by returning nothing: FALSE, 0 or a null handle.
+template <class Call>
+DWORD FailureOf(Call&& call) {
+  return FailureOf(decltype(call()){}, call);
+}

@@ -41,32 +41,26 @@ HANDLE Map(HANDLE file, DWORD protection, DWORD size = 0) {
 
 TEST_CASE("a mapping needs a file opened for what its protection allows") {
   static const struct {
-    DWORD fileAccess;
-    DWORD protection;
-    DWORD size;
+    DWORD fileAccess, protection, size;
     DWORD error;  // 0 is what a success leaves
-  } cases[] = {
-      {GENERIC_READ, PAGE_READONLY, 0, 0},
-      {GENERIC_READ, PAGE_WRITECOPY, 0, 0},
-      {GENERIC_READ, PAGE_READWRITE, 0, 5},
-      {GENERIC_WRITE, PAGE_READONLY, 0, 5},
-      {GENERIC_WRITE, PAGE_READWRITE, 0, 5},
-      {FileReadWrite, PAGE_READWRITE, 0, 0},
-      {GENERIC_READ, PAGE_EXECUTE_READ, 0, 5},
-      {FileAll, PAGE_EXECUTE_READWRITE, 0, 0},
-      {FileReadWrite, PAGE_EXECUTE_READWRITE, 0, 5},
-      {GENERIC_READ, PAGE_READONLY, MappedFile::Size, 0},
-      {GENERIC_READ, PAGE_READONLY, MappedFile::Size + 1, 8},
-      {GENERIC_READ, PAGE_WRITECOPY, MappedFile::Size + 1, 8},
-      {FileReadWrite, PAGE_READWRITE, MappedFile::Size + 1, 0},
-      {GENERIC_READ, PAGE_READONLY | 0x08000000, 0, 0},
-      {GENERIC_READ, 0, 0, 87},
-      {GENERIC_READ, 0x06, 0, 87},
-  };
+  } cases[] = {{GENERIC_READ, PAGE_READONLY, 0, 0},
+               {GENERIC_READ, PAGE_WRITECOPY, 0, 0},
+               {GENERIC_READ, PAGE_READWRITE, 0, 5},
+               {GENERIC_WRITE, PAGE_READONLY, 0, 5},
+               {GENERIC_WRITE, PAGE_READWRITE, 0, 5},
+               {FileReadWrite, PAGE_READWRITE, 0, 0},
+               {GENERIC_READ, PAGE_EXECUTE_READ, 0, 5},
+               {FileAll, PAGE_EXECUTE_READWRITE, 0, 0},
+               {FileReadWrite, PAGE_EXECUTE_READWRITE, 0, 5},
+               {GENERIC_READ, PAGE_READONLY, MappedFile::Size, 0},
+               {GENERIC_READ, PAGE_READONLY, MappedFile::Size + 1, 8},
+               {GENERIC_READ, PAGE_WRITECOPY, MappedFile::Size + 1, 8},
+               {FileReadWrite, PAGE_READWRITE, MappedFile::Size + 1, 0},
+               {GENERIC_READ, PAGE_READONLY | 0x08000000, 0, 0},
+               {GENERIC_READ, 0, 0, 87},
+               {GENERIC_READ, 0x06, 0, 87}};
   for (const auto& test : cases) {
-    CAPTURE(test.fileAccess);
-    CAPTURE(test.protection);
-    CAPTURE(test.size);
+    CAPTURE(&test - cases);
     MappedFile session(test.fileAccess);
     SetLastError(Untouched);
     const HANDLE mapping = CreateFileMappingW(session.file, nullptr, test.protection, 0, test.size, nullptr);
@@ -91,9 +85,8 @@ TEST_CASE("a mapping needs a file opened for what its protection allows") {
   CHECK(error(empty, 0) == ERROR_INVALID_HANDLE);
   CHECK(error(grown, 0) == ERROR_INVALID_HANDLE);
   CHECK(error(INVALID_HANDLE_VALUE, 0) == ERROR_INVALID_PARAMETER);
-  CHECK(FailureOf(static_cast<HANDLE>(nullptr), [&] {
-          return CreateFileMappingA(session.file, nullptr, PAGE_READONLY, 0, 0, "name");
-        }) == ERROR_NOT_SUPPORTED);
+  CHECK(FailureOf([&] { return CreateFileMappingA(session.file, nullptr, PAGE_READONLY, 0, 0, "name"); }) ==
+        ERROR_NOT_SUPPORTED);
   CHECK(CloseHandle(grown) == TRUE);
 }
 
@@ -105,19 +98,16 @@ TEST_CASE("a view shows a stretch of the file and zeros to the end of its page")
     std::size_t size;
     DWORD error;
     std::size_t shown;
-  } cases[] = {
-      {0, 0, Untouched, MappedFile::Size},
-      {0, 64, Untouched, 64},
-      {0, MappedFile::Size, Untouched, MappedFile::Size},
-      {0x10000, 0, Untouched, MappedFile::Size - 0x10000},
-      {0, MappedFile::Size + 1, 5, 0},
-      {0x10000, MappedFile::Size - 0x10000 + 1, 5, 0},
-      {0x20000, 0, 5, 0},
-      {0x1000, 0, 1132, 0},
-  };
+  } cases[] = {{0, 0, Untouched, MappedFile::Size},
+               {0, 64, Untouched, 64},
+               {0, MappedFile::Size, Untouched, MappedFile::Size},
+               {0x10000, 0, Untouched, MappedFile::Size - 0x10000},
+               {0, MappedFile::Size + 1, 5, 0},
+               {0x10000, MappedFile::Size - 0x10000 + 1, 5, 0},
+               {0x20000, 0, 5, 0},
+               {0x1000, 0, 1132, 0}};
   for (const auto& test : cases) {
-    CAPTURE(test.offset);
-    CAPTURE(test.size);
+    CAPTURE(&test - cases);
     const void* view = nullptr;
     CHECK(ErrorOf([&] { view = MapViewOfFile(mapping, FILE_MAP_READ, 0, test.offset, test.size); }) ==
           test.error);
@@ -132,39 +122,33 @@ TEST_CASE("a view shows a stretch of the file and zeros to the end of its page")
     CHECK(std::count(bytes + test.shown, bytes + inPages, 0) ==
           static_cast<std::ptrdiff_t>(inPages - test.shown));
     CHECK(UnmapViewOfFile(bytes) == TRUE);
-    CHECK(FailureOf(FALSE, [&] { return UnmapViewOfFile(bytes); }) == ERROR_INVALID_ADDRESS);
+    CHECK(FailureOf([&] { return UnmapViewOfFile(bytes); }) == ERROR_INVALID_ADDRESS);
   }
-  CHECK(FailureOf(FALSE, [] { return UnmapViewOfFile(nullptr); }) == ERROR_INVALID_ADDRESS);
-  CHECK(FailureOf(static_cast<void*>(nullptr), [&] {
-          return MapViewOfFile(session.file, FILE_MAP_READ, 0, 0, 0);
-        }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([] { return UnmapViewOfFile(nullptr); }) == ERROR_INVALID_ADDRESS);
+  CHECK(FailureOf([&] { return MapViewOfFile(session.file, FILE_MAP_READ, 0, 0, 0); }) ==
+        ERROR_INVALID_HANDLE);
   CHECK(CloseHandle(mapping) == TRUE);
 }
 
 TEST_CASE("a view's access must be in its mapping's protection, and only a writable view changes the file") {
   static const struct {
-    DWORD protection;
-    DWORD access;
-    bool maps;
-    bool writes;
-  } cases[] = {
-      {PAGE_READONLY, FILE_MAP_READ, true, false},
-      {PAGE_READONLY, FILE_MAP_WRITE, false, false},
-      {PAGE_READONLY, FILE_MAP_COPY, true, false},
-      {PAGE_READONLY, FILE_MAP_EXECUTE, false, false},
-      {PAGE_WRITECOPY, FILE_MAP_COPY, true, false},
-      {PAGE_WRITECOPY, FILE_MAP_WRITE, false, false},
-      {PAGE_READWRITE, FILE_MAP_READ, true, false},
-      {PAGE_READWRITE, FILE_MAP_WRITE, true, true},
-      {PAGE_READWRITE, FILE_MAP_COPY, true, false},
-      {PAGE_READWRITE, 0xF001F, true, true},
-      {PAGE_EXECUTE_READ, FILE_MAP_EXECUTE, true, false},
-      {PAGE_EXECUTE_READ, FILE_MAP_WRITE, false, false},
-      {PAGE_EXECUTE_READWRITE, FILE_MAP_WRITE | FILE_MAP_EXECUTE, true, true},
-  };
+    DWORD protection, access;
+    bool maps, writes;
+  } cases[] = {{PAGE_READONLY, FILE_MAP_READ, true, false},
+               {PAGE_READONLY, FILE_MAP_WRITE, false, false},
+               {PAGE_READONLY, FILE_MAP_COPY, true, false},
+               {PAGE_READONLY, FILE_MAP_EXECUTE, false, false},
+               {PAGE_WRITECOPY, FILE_MAP_COPY, true, false},
+               {PAGE_WRITECOPY, FILE_MAP_WRITE, false, false},
+               {PAGE_READWRITE, FILE_MAP_READ, true, false},
+               {PAGE_READWRITE, FILE_MAP_WRITE, true, true},
+               {PAGE_READWRITE, FILE_MAP_COPY, true, false},
+               {PAGE_READWRITE, 0xF001F, true, true},
+               {PAGE_EXECUTE_READ, FILE_MAP_EXECUTE, true, false},
+               {PAGE_EXECUTE_READ, FILE_MAP_WRITE, false, false},
+               {PAGE_EXECUTE_READWRITE, FILE_MAP_WRITE | FILE_MAP_EXECUTE, true, true}};
   for (const auto& test : cases) {
-    CAPTURE(test.protection);
-    CAPTURE(test.access);
+    CAPTURE(&test - cases);
     MappedFile session(FileAll);
     const std::uint64_t before = session.Node().times.lastWrite;
     const HANDLE mapping = Map(session.file, test.protection);
@@ -209,7 +193,7 @@ TEST_CASE("a mapped file can be neither deleted nor emptied until the last view 
   SUBCASE("a power loss loses what a view has not brought back") {
     std::memset(view, 0x77, 10);
     session.Machine().gate.CutPowerAt(1);
-    CHECK(FailureOf(FALSE, [&] { return UnmapViewOfFile(view); }) == ERROR_NOT_READY);
+    CHECK(FailureOf([&] { return UnmapViewOfFile(view); }) == ERROR_NOT_READY);
     session.Process().handles.CloseAll();
     session.Machine().gate.Restore();
     CHECK(session.Node().Contents()[9] == 9);

@@ -18,28 +18,26 @@ TEST_CASE("a full path is read as Windows reads it") {
     const char* fullPath;
     const char* filePart;  // "" when there is none
     const char* ntPath;
-  } cases[] = {
-      {"C:\\a\\b", "C:\\a\\b", "b", "\\??\\C:\\a\\b"},
-      {"c:/a//b/", "c:\\a\\b\\", "", "\\??\\c:\\a\\b\\"},
-      {"C:\\a\\.\\b\\..\\..\\..\\c", "C:\\c", "c", "\\??\\C:\\c"},
-      {"C:\\", "C:\\", "", "\\??\\C:\\"},
-      {"C:\\a\\b\\..", "C:\\a", "a", "\\??\\C:\\a"},
-      {"C:\\a. \\b. . ", "C:\\a. \\b", "b", "\\??\\C:\\a. \\b"},
-      {"C:\\a.\\x..\\b", "C:\\a\\x..\\b", "b", "\\??\\C:\\a\\x..\\b"},
-      {"file", "C:\\cur\\dir\\file", "file", "\\??\\C:\\cur\\dir\\file"},
-      {"..\\file", "C:\\cur\\file", "file", "\\??\\C:\\cur\\file"},
-      {"C:file", "C:\\cur\\dir\\file", "file", "\\??\\C:\\cur\\dir\\file"},
-      {"d:file", "D:\\file", "file", "\\??\\D:\\file"},
-      {"\\x\\y", "C:\\x\\y", "y", "\\??\\C:\\x\\y"},
-      {"//srv/share/d/../../f", "\\\\srv\\share\\f", "f", "\\??\\UNC\\srv\\share\\f"},
-      {"\\\\srv", "\\\\srv", "", "\\??\\UNC\\srv"},
-      {"\\\\.\\name", "\\\\.\\name", "name", "\\??\\name"},
-      {"\\\\.\\C:\\a\\..\\b", "\\\\.\\C:\\b", "b", "\\??\\C:\\b"},
-      {"\\\\?\\C:\\a\\..\\b", "\\\\?\\C:\\b", "b", "\\??\\C:\\a\\..\\b"},
-      {"\\??\\C:\\a", "C:\\??\\C:\\a", "a", "\\??\\C:\\a"},
-      {"  ", "", "", ""},
-      {"", "", "", ""},
-  };
+  } cases[] = {{"C:\\a\\b", "C:\\a\\b", "b", "\\??\\C:\\a\\b"},
+               {"c:/a//b/", "c:\\a\\b\\", "", "\\??\\c:\\a\\b\\"},
+               {"C:\\a\\.\\b\\..\\..\\..\\c", "C:\\c", "c", "\\??\\C:\\c"},
+               {"C:\\", "C:\\", "", "\\??\\C:\\"},
+               {"C:\\a\\b\\..", "C:\\a", "a", "\\??\\C:\\a"},
+               {"C:\\a. \\b. . ", "C:\\a. \\b", "b", "\\??\\C:\\a. \\b"},
+               {"C:\\a.\\x..\\b", "C:\\a\\x..\\b", "b", "\\??\\C:\\a\\x..\\b"},
+               {"file", "C:\\cur\\dir\\file", "file", "\\??\\C:\\cur\\dir\\file"},
+               {"..\\file", "C:\\cur\\file", "file", "\\??\\C:\\cur\\file"},
+               {"C:file", "C:\\cur\\dir\\file", "file", "\\??\\C:\\cur\\dir\\file"},
+               {"d:file", "D:\\file", "file", "\\??\\D:\\file"},
+               {"\\x\\y", "C:\\x\\y", "y", "\\??\\C:\\x\\y"},
+               {"//srv/share/d/../../f", "\\\\srv\\share\\f", "f", "\\??\\UNC\\srv\\share\\f"},
+               {"\\\\srv", "\\\\srv", "", "\\??\\UNC\\srv"},
+               {"\\\\.\\name", "\\\\.\\name", "name", "\\??\\name"},
+               {"\\\\.\\C:\\a\\..\\b", "\\\\.\\C:\\b", "b", "\\??\\C:\\b"},
+               {"\\\\?\\C:\\a\\..\\b", "\\\\?\\C:\\b", "b", "\\??\\C:\\a\\..\\b"},
+               {"\\??\\C:\\a", "C:\\??\\C:\\a", "a", "\\??\\C:\\a"},
+               {"  ", "", "", ""},
+               {"", "", "", ""}};
   for (const auto& test : cases) {
     CAPTURE(test.name);
     const std::u16string full = winsim::FullPath(FromUtf8(test.name), u"C:\\cur\\dir");
@@ -50,16 +48,14 @@ TEST_CASE("a full path is read as Windows reads it") {
 }
 
 TEST_CASE("the root of a path is that of its drive, share or device") {
-  static const char* const cases[][2] = {
-      {"C:\\a\\b", "C:\\"},
-      {"\\\\srv\\share\\d", "\\\\srv\\share\\"},
-      {"\\\\srv\\share", "\\\\srv\\share\\"},
-      {"\\\\srv", ""},
-      {"\\\\srv\\", ""},
-      {"\\\\?\\C:\\a", "\\\\?\\C:\\"},
-      {"\\\\?\\UNC\\srv\\share\\d", "\\\\?\\UNC\\srv\\share\\"},
-      {"rest", ""},
-  };
+  static const char* const cases[][2] = {{"C:\\a\\b", "C:\\"},
+                                         {"\\\\srv\\share\\d", "\\\\srv\\share\\"},
+                                         {"\\\\srv\\share", "\\\\srv\\share\\"},
+                                         {"\\\\srv", ""},
+                                         {"\\\\srv\\", ""},
+                                         {"\\\\?\\C:\\a", "\\\\?\\C:\\"},
+                                         {"\\\\?\\UNC\\srv\\share\\d", "\\\\?\\UNC\\srv\\share\\"},
+                                         {"rest", ""}};
   for (const auto& test : cases) {
     CAPTURE(test[0]);
     CHECK(ToUtf8(winsim::RootOfPath(FromUtf8(test[0]))) == test[1]);
@@ -71,17 +67,15 @@ TEST_CASE("search patterns match as in FindFirstFile") {
     const char* pattern;
     const char* matched;  // names between blanks
     const char* others;
-  } cases[] = {
-      {"*", "a a.b .", ""},
-      {"*.*", "a a.b .x", ""},
-      {"*.", "a abc", "a.b a.b.c"},
-      {"*.sys", "A.SYS a.b.sys .sys", "a.sy sys a.sysx"},
-      {"a?.b", "ax.b a.b", "axx.b b.b"},
-      {"a??", "a ab abc", "abcd"},
-      {"a.?", "a a.b", "a.bc"},
-      {"a*c", "ac abc a.c", "acb"},
-      {"plain", "PLAIN", "plai plain.x"},
-  };
+  } cases[] = {{"*", "a a.b .", ""},
+               {"*.*", "a a.b .x", ""},
+               {"*.", "a abc", "a.b a.b.c"},
+               {"*.sys", "A.SYS a.b.sys .sys", "a.sy sys a.sysx"},
+               {"a?.b", "ax.b a.b", "axx.b b.b"},
+               {"a??", "a ab abc", "abcd"},
+               {"a.?", "a a.b", "a.bc"},
+               {"a*c", "ac abc a.c", "acb"},
+               {"plain", "PLAIN", "plai plain.x"}};
   for (const auto& test : cases) {
     const auto names = [](std::string_view list) {
       std::vector<std::string> result;
@@ -139,31 +133,28 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
     CHECK(GetFullPathNameW(L"C:\\dir\\", 64, buffer, &filePart) == 7);
     CHECK(filePart == nullptr);
     for (const wchar_t* const none : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
-      CHECK(FailureOf(0u, [&] { return GetFullPathNameW(none, 64, buffer, nullptr); }) == ERROR_INVALID_NAME);
+      CHECK(FailureOf([&] { return GetFullPathNameW(none, 64, buffer, nullptr); }) == ERROR_INVALID_NAME);
     }
   }
   SUBCASE("volumes") {
     static const struct {
       const wchar_t* name;
-      DWORD room;
-      DWORD error;
+      DWORD room, error;
       const char* root;
-    } cases[] = {
-        {L"C:\\none\\such", 4, Untouched, "C:\\"},
-        {L"C:\\none", 3, ERROR_FILENAME_EXCED_RANGE, ""},
-        {L"file", 64, Untouched, "E:\\"},
-        {L"x:\\deep", 64, Untouched, "x:\\"},
-        {L"D:\\file", 64, Untouched, "D:\\"},
-        {L"Q:\\file", 64, ERROR_FILE_NOT_FOUND, ""},
-        {L"\\\\SRV\\share\\d", 13, Untouched, "\\\\SRV\\share\\"},
-        {L"\\\\SRV\\share\\d", 12, ERROR_FILENAME_EXCED_RANGE, ""},
-        {L"\\\\srv\\other\\d", 64, ERROR_BAD_NET_NAME, ""},
-        {L"\\\\none\\share", 64, ERROR_BAD_NETPATH, ""},
-        {L"\\\\srv", 64, ERROR_INVALID_NAME, ""},
-        {L"C:\\", 0, ERROR_INVALID_PARAMETER, ""},
-        {L"", 64, ERROR_INVALID_PARAMETER, ""},
-        {nullptr, 64, ERROR_INVALID_PARAMETER, ""},
-    };
+    } cases[] = {{L"C:\\none\\such", 4, Untouched, "C:\\"},
+                 {L"C:\\none", 3, ERROR_FILENAME_EXCED_RANGE, ""},
+                 {L"file", 64, Untouched, "E:\\"},
+                 {L"x:\\deep", 64, Untouched, "x:\\"},
+                 {L"D:\\file", 64, Untouched, "D:\\"},
+                 {L"Q:\\file", 64, ERROR_FILE_NOT_FOUND, ""},
+                 {L"\\\\SRV\\share\\d", 13, Untouched, "\\\\SRV\\share\\"},
+                 {L"\\\\SRV\\share\\d", 12, ERROR_FILENAME_EXCED_RANGE, ""},
+                 {L"\\\\srv\\other\\d", 64, ERROR_BAD_NET_NAME, ""},
+                 {L"\\\\none\\share", 64, ERROR_BAD_NETPATH, ""},
+                 {L"\\\\srv", 64, ERROR_INVALID_NAME, ""},
+                 {L"C:\\", 0, ERROR_INVALID_PARAMETER, ""},
+                 {L"", 64, ERROR_INVALID_PARAMETER, ""},
+                 {nullptr, 64, ERROR_INVALID_PARAMETER, ""}};
     for (const auto& test : cases) {
       CAPTURE(ToUtf8(FromWide(test.name)));
       buffer[0] = 0;
@@ -177,24 +168,22 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
     static const struct {
       const wchar_t* root;
       UINT type;
-    } cases[] = {
-        {L"C:\\", DRIVE_FIXED},
-        {L"c:", DRIVE_FIXED},
-        {L"C:\\base\\", DRIVE_NO_ROOT_DIR},
-        {L"D:\\", DRIVE_CDROM},
-        {L"E:\\", DRIVE_REMOVABLE},
-        {nullptr, DRIVE_REMOVABLE},
-        {L"N:\\", DRIVE_REMOTE},
-        {L"Q:\\", DRIVE_NO_ROOT_DIR},
-        {L"X:\\", DRIVE_FIXED},
-        {L"Y:\\", DRIVE_NO_ROOT_DIR},
-        {L"L:\\", DRIVE_NO_ROOT_DIR},
-        {L"\\\\srv\\share\\", DRIVE_REMOTE},
-        {L"\\\\srv\\share", DRIVE_NO_ROOT_DIR},
-        {L"\\\\srv\\none\\", DRIVE_NO_ROOT_DIR},
-        {L"", DRIVE_NO_ROOT_DIR},
-        {L"\\\\?\\C:\\", DRIVE_FIXED},
-    };
+    } cases[] = {{L"C:\\", DRIVE_FIXED},
+                 {L"c:", DRIVE_FIXED},
+                 {L"C:\\base\\", DRIVE_NO_ROOT_DIR},
+                 {L"D:\\", DRIVE_CDROM},
+                 {L"E:\\", DRIVE_REMOVABLE},
+                 {nullptr, DRIVE_REMOVABLE},
+                 {L"N:\\", DRIVE_REMOTE},
+                 {L"Q:\\", DRIVE_NO_ROOT_DIR},
+                 {L"X:\\", DRIVE_FIXED},
+                 {L"Y:\\", DRIVE_NO_ROOT_DIR},
+                 {L"L:\\", DRIVE_NO_ROOT_DIR},
+                 {L"\\\\srv\\share\\", DRIVE_REMOTE},
+                 {L"\\\\srv\\share", DRIVE_NO_ROOT_DIR},
+                 {L"\\\\srv\\none\\", DRIVE_NO_ROOT_DIR},
+                 {L"", DRIVE_NO_ROOT_DIR},
+                 {L"\\\\?\\C:\\", DRIVE_FIXED}};
     for (const auto& test : cases) {
       CAPTURE(ToUtf8(FromWide(test.root)));
       CHECK(GetDriveTypeW(test.root) == test.type);
@@ -220,11 +209,11 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
       CHECK(QueryDosDeviceW(test.name, buffer, length + 2) == length + 2);
       CHECK(ToUtf8(FromWide(buffer)) == test.target);
       CHECK((buffer[length + 1] == 0 && buffer[length + 2] == L'#'));
-      CHECK(FailureOf(0u, [&] { return QueryDosDeviceW(test.name, buffer, length + 1); }) ==
+      CHECK(FailureOf([&] { return QueryDosDeviceW(test.name, buffer, length + 1); }) ==
             ERROR_INSUFFICIENT_BUFFER);
     }
     for (const wchar_t* const name : {L"Q:", L"C:\\", L"kvaux02"}) {
-      CHECK(FailureOf(0u, [&] { return QueryDosDeviceW(name, buffer, 64); }) == ERROR_FILE_NOT_FOUND);
+      CHECK(FailureOf([&] { return QueryDosDeviceW(name, buffer, 64); }) == ERROR_FILE_NOT_FOUND);
     }
     session.Machine().files.WriteFile(u"C:\\kvaux02.sys", "");
     CHECK(session.Machine().devices.Load(u"kvaux02", u"C:\\kvaux02.sys") == 0);
@@ -241,9 +230,8 @@ TEST_CASE("an 8-bit-only system has the A functions only, in its file code page"
   settings.fileApisUseAnsi = false;
   MachineSession session(settings);
   wchar_t buffer[64];
-  CHECK(FailureOf(0u, [&] { return GetFullPathNameW(L"x", 64, buffer, nullptr); }) ==
-        ERROR_CALL_NOT_IMPLEMENTED);
-  CHECK(FailureOf(0u, [&] { return GetDriveTypeW(L"C:\\"); }) == ERROR_CALL_NOT_IMPLEMENTED);
+  CHECK(FailureOf([&] { return GetFullPathNameW(L"x", 64, buffer, nullptr); }) == ERROR_CALL_NOT_IMPLEMENTED);
+  CHECK(FailureOf([&] { return GetDriveTypeW(L"C:\\"); }) == ERROR_CALL_NOT_IMPLEMENTED);
   CHECK(FailureOf(INVALID_HANDLE_VALUE, [&] {
           return CreateFileW(L"C:\\x", GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
         }) == ERROR_CALL_NOT_IMPLEMENTED);

@@ -22,7 +22,7 @@ Started Start(const wchar_t* application, std::u16string commandLine, const wcha
   winsim::CopyToWide(commandLine, line);
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
-  started.error = FailureOf(FALSE, [&] {
+  started.error = FailureOf([&] {
     return CreateProcessW(application, commandLine.empty() ? nullptr : line, nullptr, nullptr, FALSE, 0,
                           nullptr, directory, &startup, &started.information);
   });
@@ -116,7 +116,7 @@ TEST_CASE("a child runs beside its parent, with the parent's environment, and it
   CHECK(code == 259);
   CHECK(WaitForSingleObject(started.information.hProcess, 100) == WAIT_TIMEOUT);
   CHECK(seen == "child \x80|yes|C:\\Program Files");
-  CHECK(FailureOf(FALSE, [] { return DeleteFileW(L"C:\\child.exe"); }) == ERROR_ACCESS_DENIED);
+  CHECK(FailureOf([] { return DeleteFileW(L"C:\\child.exe"); }) == ERROR_ACCESS_DENIED);
   CHECK(Finish(started) == 0xFFFFFFFF);
   CHECK(GetTickCount() == 500);
   CHECK(DeleteFileW(L"C:\\child.exe") == TRUE);
@@ -130,11 +130,11 @@ TEST_CASE("handles close once, and only where they belong") {
   const HANDLE mutex = CreateMutexW(nullptr, FALSE, nullptr);
   DWORD code = 0;
   for (const HANDLE wrong : {HANDLE(), HANDLE(key), reinterpret_cast<HANDLE>(std::uintptr_t{0x12344})}) {
-    CHECK(FailureOf(FALSE, [&] { return CloseHandle(wrong); }) == ERROR_INVALID_HANDLE);
-    CHECK(FailureOf(FALSE, [&] { return GetExitCodeProcess(wrong, &code); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return CloseHandle(wrong); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return GetExitCodeProcess(wrong, &code); }) == ERROR_INVALID_HANDLE);
   }
   CHECK(CloseHandle(mutex) == TRUE);
-  CHECK(FailureOf(FALSE, [&] { return CloseHandle(mutex); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([&] { return CloseHandle(mutex); }) == ERROR_INVALID_HANDLE);
   CHECK(CloseHandle(GetCurrentProcess()) == TRUE);
   CHECK((GetExitCodeProcess(GetCurrentProcess(), &code) == TRUE && code == 259));
   RegCloseKey(key);

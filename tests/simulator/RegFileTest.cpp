@@ -151,8 +151,7 @@ TEST_CASE("only keys at the top that hold one key and nothing else are left unwr
 
 TEST_CASE("a fault is told with its line, what it is and what is expected") {
   struct Case {
-    std::string_view text;
-    std::string_view complaint;
+    std::string_view text, complaint;
   };
   static constexpr Case cases[] = {
       {"[HKEY_LOCAL_MACHINE\\A", "3: the key's name is cut off: expected a closing bracket"},
@@ -193,8 +192,7 @@ TEST_CASE("a fault is told with its line, what it is and what is expected") {
       {"[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=hex(2:00",
        "4: expected the number of a type in parentheses, as in hex(2):"},
       {"[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=hex(2)00", "4: expected \"):\" behind the number of the type"},
-      {"[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=\"y\" z", "4: expected the end of the line behind the value"},
-  };
+      {"[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=\"y\" z", "4: expected the end of the line behind the value"}};
   for (const Case& test : cases) {
     CAPTURE(test.text);
     CHECK(Complaint(Wide(Header + std::string(test.text))) == "m.reg:" + std::string(test.complaint));

@@ -179,15 +179,13 @@ TEST_CASE("a registry handle does what it was opened for, a key refuses what it 
   }
   SUBCASE("of the key") {
     struct Case {
-      REGSAM denied;
-      REGSAM access;
+      REGSAM denied, access;
       LSTATUS opening;
     };
     const Case cases[] = {{KEY_WRITE, KEY_READ, 0}, {KEY_WRITE, KEY_WRITE, 5}, {KEY_WRITE, KEY_ALL_ACCESS, 5},
                           {KEY_READ, KEY_READ, 5},  {KEY_READ, KEY_WRITE, 0},  {KEY_READ, GENERIC_READ, 5}};
     for (const Case& test : cases) {
-      CAPTURE(test.denied);
-      CAPTURE(test.access);
+      CAPTURE(&test - cases);
       registry.Deny(u"A", test.denied);
       CHECK(Open(HKEY_LOCAL_MACHINE, L"A", test.access) == test.opening);
       CHECK(Open(HKEY_LOCAL_MACHINE, L"A\\Leaf", KEY_ALL_ACCESS) == 0);

@@ -74,16 +74,16 @@ TEST_CASE("identifiers of classes are found by the class's name") {
   CHECK(list[0].Data4[7] == 0x0A);
   CHECK(Same(list[1], LegacyClass));
   CHECK(Same(list[2], GUID{}));
-  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", list, 1, &needed); }) ==
+  CHECK(FailureOf([&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", list, 1, &needed); }) ==
         ERROR_INSUFFICIENT_BUFFER);
-  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &needed); }) ==
+  CHECK(FailureOf([&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &needed); }) ==
         ERROR_INSUFFICIENT_BUFFER);
   CHECK(needed == 2);
   CHECK(SetupDiClassGuidsFromNameW(L"None", nullptr, 0, &needed));
   CHECK(needed == 0);
-  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(nullptr, list, 3, &needed); }) ==
+  CHECK(FailureOf([&] { return SetupDiClassGuidsFromNameW(nullptr, list, 3, &needed); }) ==
         ERROR_INVALID_PARAMETER);
-  CHECK(FailureOf(FALSE, [&] { return SetupDiClassGuidsFromNameW(L"System", list, 3, nullptr); }) ==
+  CHECK(FailureOf([&] { return SetupDiClassGuidsFromNameW(L"System", list, 3, nullptr); }) ==
         ERROR_INVALID_PARAMETER);
 }
 
@@ -117,7 +117,7 @@ TEST_CASE("devices are listed by class and enumerator in the order of their keys
   CHECK(FailureOf(HDEVINFO{INVALID_HANDLE_VALUE}, [] {
           return SetupDiGetClassDevsW(nullptr, nullptr, nullptr, 0);
         }) == ERROR_INVALID_PARAMETER);
-  CHECK(FailureOf(FALSE, [] { return SetupDiDestroyDeviceInfoList(nullptr); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([] { return SetupDiDestroyDeviceInfoList(nullptr); }) == ERROR_INVALID_HANDLE);
 }
 
 TEST_CASE("a device's properties are those of its key") {
@@ -153,8 +153,7 @@ TEST_CASE("removing a device deletes its instance, and the device with its last 
   machine.deviceNodes.AddLegacy(u"one", u"0001");
   machine.registry.Make(EnumPath + u"ROOT\\LEGACY_ONE\\0000\\Control");
   const DeviceSet set;
-  SP_DEVINFO_DATA first;
-  SP_DEVINFO_DATA second;
+  SP_DEVINFO_DATA first, second;
   REQUIRE(set.At(0, first) == 0);
   REQUIRE(set.At(1, second) == 0);
   const auto remove = [&](SP_DEVINFO_DATA& device, DI_FUNCTION function = DIF_REMOVE) {

@@ -68,7 +68,7 @@ TEST_CASE("refused names, 8-bit names and 8-bit-only systems") {
     CHECK(Create(L"Global\\x") == ERROR_ACCESS_DENIED);
     CHECK(Create(L"x") == ERROR_SUCCESS);
     const std::string longName(MAX_PATH, 'n');
-    CHECK(FailureOf(HANDLE(), [&] { return CreateMutexA(nullptr, FALSE, longName.c_str()); }) ==
+    CHECK(FailureOf([&] { return CreateMutexA(nullptr, FALSE, longName.c_str()); }) ==
           ERROR_FILENAME_EXCED_RANGE);
     const HANDLE narrow = CreateMutexA(nullptr, FALSE, "n\xE9");
     CHECK(Create(L"n\u00E9") == ERROR_ALREADY_EXISTS);
@@ -92,14 +92,14 @@ TEST_CASE("a mutex belongs to one thread, counts, and is abandoned by its end") 
   CHECK(fromOther() == WAIT_TIMEOUT);
   CHECK(ReleaseMutex(mutex) == TRUE);
   CHECK(fromOther() == WAIT_TIMEOUT);
-  RunOnThread([&] { CHECK(FailureOf(FALSE, [&] { return ReleaseMutex(mutex); }) == ERROR_NOT_OWNER); });
+  RunOnThread([&] { CHECK(FailureOf([&] { return ReleaseMutex(mutex); }) == ERROR_NOT_OWNER); });
   CHECK(ReleaseMutex(mutex) == TRUE);
   CHECK(fromOther() == WAIT_OBJECT_0);  // and ends as the owner
   CHECK(WaitForSingleObject(mutex, 0) == WAIT_ABANDONED_0);
   CHECK(ReleaseMutex(mutex) == TRUE);
   CHECK(WaitForSingleObject(mutex, 0) == WAIT_OBJECT_0);
   CHECK(CloseHandle(mutex) == TRUE);
-  CHECK(FailureOf(FALSE, [&] { return ReleaseMutex(mutex); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([&] { return ReleaseMutex(mutex); }) == ERROR_INVALID_HANDLE);
 }
 
 TEST_CASE("waiting for several objects") {
@@ -164,7 +164,7 @@ TEST_CASE("a wait that nothing can end, and one that the power loss ends") {
   TestThread waiting([&] { error = FailureOf(WAIT_FAILED, wait); });
   Pause(0);
   session.Machine().gate.CutPowerAt(1);
-  CHECK(FailureOf(HANDLE(), [] { return CreateMutexW(nullptr, FALSE, nullptr); }) == ERROR_NOT_READY);
+  CHECK(FailureOf([] { return CreateMutexW(nullptr, FALSE, nullptr); }) == ERROR_NOT_READY);
   waiting.Join();
   CHECK(error == ERROR_NOT_READY);
   session.Machine().gate.Restore();

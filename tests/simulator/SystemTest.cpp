@@ -49,7 +49,7 @@ TEST_CASE("the version functions tell what each of them knows") {
 
     for (const DWORD size : {0u, 275u, 148u}) {
       extended.dwOSVersionInfoSize = size;
-      CHECK(FailureOf(FALSE, [&] { return GetVersionExW(plain); }) == ERROR_INSUFFICIENT_BUFFER);
+      CHECK(FailureOf([&] { return GetVersionExW(plain); }) == ERROR_INSUFFICIENT_BUFFER);
     }
   }
   MachineSession session(Settings::Windows98());
@@ -60,7 +60,7 @@ TEST_CASE("the version functions tell what each of them knows") {
   CHECK(
       (record.dwMajorVersion == 4 && record.dwPlatformId == 1 && std::string(record.szCSDVersion) == " A "));
   record.dwOSVersionInfoSize = sizeof record;
-  CHECK(FailureOf(FALSE, [&] { return GetVersionExA(plain); }) == ERROR_INSUFFICIENT_BUFFER);
+  CHECK(FailureOf([&] { return GetVersionExA(plain); }) == ERROR_INSUFFICIENT_BUFFER);
 }
 
 TEST_CASE("functions that give text tell the room they need") {
@@ -91,8 +91,8 @@ TEST_CASE("functions that give text tell the room they need") {
         "1");
   check([](wchar_t* buffer, DWORD room) { return GetEnvironmentVariableW(L"Empty", buffer, room); },
         [](char* buffer, DWORD room) { return GetEnvironmentVariableA("Empty", buffer, room); }, "");
-  CHECK(FailureOf(0u, [&] { return GetEnvironmentVariableW(L"None", wide, 64); }) == ERROR_ENVVAR_NOT_FOUND);
-  CHECK(FailureOf(0u, [&] { return GetEnvironmentVariableA("", narrow, 64); }) == ERROR_ENVVAR_NOT_FOUND);
+  CHECK(FailureOf([&] { return GetEnvironmentVariableW(L"None", wide, 64); }) == ERROR_ENVVAR_NOT_FOUND);
+  CHECK(FailureOf([&] { return GetEnvironmentVariableA("", narrow, 64); }) == ERROR_ENVVAR_NOT_FOUND);
   CHECK(ErrorOf([&] { GetEnvironmentVariableW(L"Empty", wide, 64); }) == Untouched);
 }
 
@@ -125,7 +125,7 @@ TEST_CASE("the time of day, split and joined") {
       {2025, 1, 0, 1, 0, 60, 0, 0}, {2025, 1, 0, 1, 0, 0, 60, 0}, {2025, 1, 0, 1, 0, 0, 0, 1000}};
   for (const SYSTEMTIME& time : invalid) {
     FILETIME joined;
-    CHECK(FailureOf(FALSE, [&] { return SystemTimeToFileTime(&time, &joined); }) == ERROR_INVALID_PARAMETER);
+    CHECK(FailureOf([&] { return SystemTimeToFileTime(&time, &joined); }) == ERROR_INVALID_PARAMETER);
   }
 }
 
@@ -139,16 +139,12 @@ TEST_CASE("libraries are found by any spelling, counted, and have the functions 
   CHECK(GetModuleHandleA("kernel32") == kernel);
   CHECK(GetModuleHandleW(L"c:\\windows\\SYSTEM32\\kernel32.dll") == kernel);
   CHECK(LoadLibraryW(L"kernel32") == kernel);
-  const auto missing = [](const wchar_t* name) {
-    return FailureOf(HMODULE(), [&] { return GetModuleHandleW(name); });
-  };
+  const auto missing = [](const wchar_t* name) { return FailureOf([&] { return GetModuleHandleW(name); }); };
   for (const wchar_t* const name :
        {L"setupapi.dll", L"version.dll", L"kernel32.", L"D:\\kernel32.dll", L""}) {
     CHECK(missing(name) == ERROR_MOD_NOT_FOUND);
   }
-  const auto unloadable = [](const wchar_t* name) {
-    return FailureOf(HMODULE(), [&] { return LoadLibraryW(name); });
-  };
+  const auto unloadable = [](const wchar_t* name) { return FailureOf([&] { return LoadLibraryW(name); }); };
   CHECK(unloadable(L"version.dll") == ERROR_MOD_NOT_FOUND);
   CHECK(unloadable(L"nothing.dll") == ERROR_MOD_NOT_FOUND);
   CHECK(unloadable(L"") == ERROR_INVALID_PARAMETER);
@@ -158,14 +154,14 @@ TEST_CASE("libraries are found by any spelling, counted, and have the functions 
   CHECK((GetProcAddress(setup, "SetupDiEnumDeviceInfo") != nullptr));
   CHECK(session.Process().modules.Describe() == std::vector<std::string>{"library setupapi.dll"});
   CHECK((FreeLibrary(setup) == TRUE && FreeLibrary(setup) == TRUE));
-  CHECK(FailureOf(FALSE, [&] { return FreeLibrary(setup); }) == ERROR_MOD_NOT_FOUND);
-  CHECK(FailureOf(FALSE, [] { return FreeLibrary(nullptr); }) == ERROR_INVALID_HANDLE);
+  CHECK(FailureOf([&] { return FreeLibrary(setup); }) == ERROR_MOD_NOT_FOUND);
+  CHECK(FailureOf([] { return FreeLibrary(nullptr); }) == ERROR_INVALID_HANDLE);
   CHECK(missing(L"setupapi.dll") == ERROR_MOD_NOT_FOUND);
   CHECK((FreeLibrary(kernel) == TRUE && FreeLibrary(kernel) == TRUE &&
          GetModuleHandleW(L"kernel32") == kernel));
 
   const auto absent = [](HMODULE module, const char* name) {
-    return FailureOf(FARPROC(), [&] { return GetProcAddress(module, name); });
+    return FailureOf([&] { return GetProcAddress(module, name); });
   };
   CHECK(Find<decltype(&::GetTickCount)>(L"kernel32", "GetTickCount")() == GetTickCount());
   CHECK(absent(kernel, "MoveFileExW") == ERROR_PROC_NOT_FOUND);
@@ -182,7 +178,7 @@ TEST_CASE("redirection is switched for one thread of a 32-bit program") {
     const auto isWow64 = Find<IsWow64>(L"kernel32", "IsWow64Process");
     CHECK(isWow64(GetCurrentProcess(), &wow64) == TRUE);
     CHECK(wow64 == TRUE);
-    CHECK(FailureOf(FALSE, [&] { return isWow64(nullptr, &wow64); }) == ERROR_INVALID_HANDLE);
+    CHECK(FailureOf([&] { return isWow64(nullptr, &wow64); }) == ERROR_INVALID_HANDLE);
     const auto disable = Find<DisableRedirection>(L"kernel32", "Wow64DisableWow64FsRedirection");
     const auto revert = Find<RevertRedirection>(L"kernel32", "Wow64RevertWow64FsRedirection");
     PVOID first = &wow64;
@@ -195,7 +191,7 @@ TEST_CASE("redirection is switched for one thread of a 32-bit program") {
   MachineSession session;
   PVOID old = nullptr;
   const auto disable = Find<DisableRedirection>(L"kernel32", "Wow64DisableWow64FsRedirection");
-  CHECK(FailureOf(FALSE, [&] { return disable(&old); }) == ERROR_INVALID_FUNCTION);
+  CHECK(FailureOf([&] { return disable(&old); }) == ERROR_INVALID_FUNCTION);
 }
 
 TEST_CASE("security descriptors know their revision and their list") {
@@ -203,9 +199,8 @@ TEST_CASE("security descriptors know their revision and their list") {
   SECURITY_DESCRIPTOR descriptor = {};
   ACL list = {};
   const auto set = [&](BOOL present) { return SetSecurityDescriptorDacl(&descriptor, present, &list, TRUE); };
-  CHECK(FailureOf(FALSE, [&] { return set(TRUE); }) == ERROR_UNKNOWN_REVISION);
-  CHECK(FailureOf(FALSE, [&] { return InitializeSecurityDescriptor(&descriptor, 2); }) ==
-        ERROR_UNKNOWN_REVISION);
+  CHECK(FailureOf([&] { return set(TRUE); }) == ERROR_UNKNOWN_REVISION);
+  CHECK(FailureOf([&] { return InitializeSecurityDescriptor(&descriptor, 2); }) == ERROR_UNKNOWN_REVISION);
   CHECK(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) == TRUE);
   CHECK((set(TRUE) == TRUE && descriptor.Control == (SE_DACL_PRESENT | 8) && descriptor.Dacl == &list));
   CHECK((set(FALSE) == TRUE && descriptor.Control == 0));

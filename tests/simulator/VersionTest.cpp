@@ -20,7 +20,7 @@ std::vector<unsigned char> Image(bool plus, std::optional<ImageVersion> version 
 }
 
 DWORD SizeError(const char* name) {
-  return FailureOf(0u, [&] { return GetFileVersionInfoSizeA(name, nullptr); });
+  return FailureOf([&] { return GetFileVersionInfoSizeA(name, nullptr); });
 }
 
 /// Where the version type's number stands in the image's resource directory.
@@ -67,10 +67,10 @@ TEST_CASE("the fixed part of a file's version is found through the 8-bit functio
     }
     void* value = nullptr;
     UINT length = 0;
-    CHECK(FailureOf(FALSE, [&] {
+    CHECK(FailureOf([&] {
             return VerQueryValueA(block.get(), "\\VarFileInfo\\Translation", &value, &length);
           }) == ERROR_RESOURCE_TYPE_NOT_FOUND);
-    CHECK(FailureOf(FALSE, [&] { return VerQueryValueA(nullptr, "\\", &value, &length); }) ==
+    CHECK(FailureOf([&] { return VerQueryValueA(nullptr, "\\", &value, &length); }) ==
           ERROR_INVALID_PARAMETER);
 
     // Of a block cut short the fixed part is there once it is there as a whole.
@@ -84,7 +84,7 @@ TEST_CASE("the fixed part of a file's version is found through the 8-bit functio
               (part >= 40 + sizeof(VS_FIXEDFILEINFO)));
       }
     }
-    CHECK(FailureOf(FALSE, [&] { return GetFileVersionInfoA("C:\\d.sys", 0, size, nullptr); }) ==
+    CHECK(FailureOf([&] { return GetFileVersionInfoA("C:\\d.sys", 0, size, nullptr); }) ==
           ERROR_INVALID_DATA);
   }
 }
@@ -118,8 +118,7 @@ TEST_CASE("files without a version say what is missing") {
     CAPTURE(test.error);
     CHECK(SizeError(test.name) == test.error);
     BYTE block[4];
-    CHECK(FailureOf(FALSE, [&] { return GetFileVersionInfoA(test.name, 0, sizeof block, block); }) ==
-          test.error);
+    CHECK(FailureOf([&] { return GetFileVersionInfoA(test.name, 0, sizeof block, block); }) == test.error);
   }
   CHECK(CloseHandle(open) == TRUE);
 }

@@ -18,11 +18,28 @@ inline std::string TraceText(const SystemSession& session, const char* function)
   return text;
 }
 
+/// The last arguments of the calls of `function` since the trace was started: where it fills a buffer, the
+/// room in it.
+inline std::string Rooms(const SystemSession& session, const char* function) {
+  std::string rooms;
+  for (const std::string& line : session.Trace(function)) {
+    const std::size_t start = line.rfind(", ") + 2;
+    rooms += line.substr(start, line.rfind(')') - start) + " ";
+  }
+  return rooms;
+}
+
 /// What an operation does when its platform call fails with a code: `Thrown` text.
 struct ErrorCase {
   unsigned int code;
   std::string outcome;
 };
+
+/// The case of an operation that answers `code` with an exception of class `E`.
+template <class E>
+ErrorCase Throws(unsigned int code) {
+  return {code, Exactly<E>(code)};
+}
 
 /// Fails the first call of `function` in `operation` with each code of `cases` and with every code that some
 /// operation of the system layer treats in its own way; the codes that are not in `cases` must throw `Other`.

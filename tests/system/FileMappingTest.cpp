@@ -1,116 +1,93 @@
+#include "system/FileMapping.h"
+
 #include <doctest/doctest.h>
 
-#include <cstring>
 #include <string>
 
 #include "support/FailedCondition.h"
-#include "support/SystemSession.h"
-#include "system/FileMapping.h"
-#include "system/Manager.h"
-#include "system/Thrown.h"
+#include "system/ErrorCases.h"
 
 namespace {
 
 using namespace LCommon::System;
 
-/// A file of the test's own with `content`, gone with the test.
-class MappedFile {
- public:
-  explicit MappedFile(const std::string& content)
-      : name(AppendBackslash(Manager::Instance().GetWindowsDirectoryA()) + L"kvdel01 test.bin") {
-    File(name, File::accessReadWrite, 0, FILE_ATTRIBUTE_NORMAL, CREATE_ALWAYS)
-        .Write(content.data(), static_cast<unsigned int>(content.size()));
-  }
-  ~MappedFile() { File::Delete(name); }
+LPtrRef<File> OpenFile() {
+  return LMakeRef<File>(L"C:\\test.bin", File::accessRead, FILE_SHARE_READ, 0u, OPEN_EXISTING);
+}
 
-  LPtrRef<FileMapping> Map(FileMapping::AccessType access) const {
-    const File::AccessType fileAccess = FileMapping::ToFileAccess(access);
-    return LMakeRef<FileMapping>(LMakeRef<File>(name, fileAccess, File::TypicalShare(fileAccess),
-                                                FILE_ATTRIBUTE_NORMAL, OPEN_EXISTING),
-                                 access, 0u);
-  }
-  LPtrRef<FileMappingView> View(FileMappingView::AccessType access, std::uint64_t offset = 0,
-                                unsigned int size = 0) const {
-    return LMakeRef<FileMappingView>(Map(FileMappingView::ToMappingAccess(access)), access, offset, size);
-  }
-
-  const LUnicodeString name;
-};
-
-std::string Content(LPtrRef<FileMappingView> view, std::size_t size) {
-  return {static_cast<const char*>(view->GetBase()), size};
+std::string Content(LPtrRef<FileMapping> mapping, std::uint64_t offset, unsigned int size) {
+  const FileMappingView view(mapping, FileMappingView::accessRead, offset, size);
+  return {static_cast<const char*>(view.GetBase()),
+          size == 0 ? 0x10010 - static_cast<unsigned int>(offset) : size};
 }
 
 }  // namespace
 
-TEST_CASE("a view shows the file's bytes from its offset on") {
+TEST_CASE("a view shows the file's bytes from its offset on, and each keeps the file open") {
   SystemSession session;
-  std::string content(0x10010, 'a');
-  content.replace(0x10000, 16, "sixteen bytes...");
-  const MappedFile file(content);
-  const LPtrRef<FileMappingView> whole = file.View(FileMappingView::accessRead);
-  CHECK((Content(whole, content.size()) == content));
-  CHECK(whole->GetMapping()->GetFile()->GetSize() == content.size());
-  CHECK(Content(file.View(FileMappingView::accessRead, 0x10000), 16) == "sixteen bytes...");
-  CHECK(Content(file.View(FileMappingView::accessRead, 0x10000, 7), 7) == "sixteen");
-}
+  const std::string content = std::string(0x10000, 'a') + "sixteen bytes...";
+  session.Machine().files.WriteFile(u"C:\\test.bin", content);
+  LPtrRef<File> file = OpenFile();
+  LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
+  CHECK((Content(mapping, 0, 0) == content));
+  CHECK(Content(mapping, 0x10000, 0) == "sixteen bytes...");
+  CHECK(Content(mapping, 0x10000, 7) == "sixteen");
 
-TEST_CASE("what is written to a view reaches the file unless the view is a copy") {
-  SystemSession session;
-  const MappedFile file("abcd");
-  std::memcpy(file.View(FileMappingView::accessCopy)->GetBase(), "XY", 2);
-  CHECK(Content(file.View(FileMappingView::accessRead), 4) == "abcd");
-  std::memcpy(file.View(FileMappingView::accessWrite)->GetBase(), "XY", 2);
-  CHECK(Content(file.View(FileMappingView::accessRead), 4) == "XYcd");
-}
-
-TEST_CASE("the file is closed when the last of its file object, mapping and view goes") {
-  SystemSession session;
-  const MappedFile file("abcd");
-  const auto canWrite = [&] {
-    return Thrown([&] { File(file.name, File::accessReadWrite, 0, 0, OPEN_EXISTING); }) == "nothing";
+  const auto canWrite = [] {
+    return Thrown([] { File(L"C:\\test.bin", File::accessReadWrite, 0, 0, OPEN_EXISTING); }) == "nothing";
   };
-  LPtrRef<FileMappingView> view = file.View(FileMappingView::accessRead);
-  LPtrRef<FileMapping> mapping = view->GetMapping();
-  LPtrRef<File> opened = mapping->GetFile();
+  LPtrRef<FileMappingView> view =
+      LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, std::uint64_t{0}, 0u);
+  CHECK(view->GetMapping().Get() == mapping.Get());
+  CHECK(mapping->GetFile().Get() == file.Get());
+  file = nullptr;
+  mapping = nullptr;
+  CHECK_FALSE(canWrite());
+  mapping = view->GetMapping();
   view = nullptr;
   CHECK_FALSE(canWrite());
-  opened = nullptr;
-  CHECK_FALSE(canWrite());
+  file = mapping->GetFile();
   mapping = nullptr;
+  CHECK_FALSE(canWrite());
+  file = nullptr;
   CHECK(canWrite());
 }
 
-TEST_CASE("a mapping or view that the platform refuses carries its error") {
+TEST_CASE("accesses, sizes and offsets reach the platform as its numbers, and no other number is an access") {
   SystemSession session;
-  {
-    const MappedFile empty("");
-    CHECK(Thrown([&] { empty.Map(FileMapping::accessRead); }) == Exactly<FileMapping::Exception>(1006));
-  }
-  const MappedFile file("abcd");
-  CHECK(Thrown([&] { file.View(FileMappingView::accessRead, 1); }) ==
-        Exactly<FileMappingView::Exception>(1132));
-  const LPtrRef<FileMapping> readOnly = file.Map(FileMapping::accessRead);
-  CHECK(Thrown([&] { FileMappingView(readOnly, FileMappingView::accessWrite, 0, 0); }) ==
-        Exactly<FileMappingView::Exception>(5));
-}
-
-TEST_CASE("each access has its counterpart, and no other number is one") {
-  SystemSession session;
-  const File::AccessType fileAccesses[] = {File::accessRead, File::accessReadWrite, File::accessReadWrite,
-                                           File::accessReadExecute, File::accessReadWriteExecute};
+  session.Machine().files.WriteFile(u"C:\\test.bin", "abc");
+  const LPtrRef<File> file = OpenFile();
+  const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
+  winsim::Gate& gate = session.Machine().gate;
+  const struct {
+    File::AccessType fileAccess;
+    std::string protection, viewAccess;
+  } cases[] = {{File::accessRead, "2", "4"},
+               {File::accessReadWrite, "4", "2"},
+               {File::accessReadWrite, "8", "1"},
+               {File::accessReadExecute, "0x20", "0x20"},
+               {File::accessReadWriteExecute, "0x40", "0x20"}};
   for (unsigned int number = 0; number < 5; ++number) {
     CAPTURE(number);
-    CHECK(FileMapping::ToFileAccess(static_cast<FileMapping::AccessType>(number)) == fileAccesses[number]);
-    CHECK(FileMappingView::ToMappingAccess(static_cast<FileMappingView::AccessType>(number)) == number);
+    const auto access = static_cast<FileMapping::AccessType>(number);
+    const auto viewAccess = static_cast<FileMappingView::AccessType>(number);
+    CHECK(FileMapping::ToFileAccess(access) == cases[number].fileAccess);
+    CHECK(FileMappingView::ToMappingAccess(viewAccess) == number);
+    gate.StartTrace();
+    gate.FailFunction("CreateFileMappingW", 8);
+    Thrown([&] { FileMapping(file, access, 0x200000003); });
+    CHECK(TraceText(session, "CreateFileMappingW") ==
+          "CreateFileMappingW(file C:\\test.bin, " + cases[number].protection + ", 2, 3, null) = 8\n");
+    gate.FailFunction("MapViewOfFile", 8);
+    Thrown([&] { FileMappingView(mapping, viewAccess, 0x400000005, 6); });
+    CHECK(TraceText(session, "MapViewOfFile") ==
+          "MapViewOfFile(mapping of C:\\test.bin, " + cases[number].viewAccess + ", 4, 5, 6) = 8\n");
   }
-  constexpr auto noMappingAccess = static_cast<FileMapping::AccessType>(5);
+  constexpr auto noAccess = static_cast<FileMapping::AccessType>(5);
   constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
-  const MappedFile file("abcd");
-  const LPtrRef<FileMapping> mapping = file.Map(FileMapping::accessRead);
-  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noMappingAccess); }),
+  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noAccess); }),
                              FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
-                             FailedCondition([&] { FileMapping(mapping->GetFile(), noMappingAccess, 0); }),
+                             FailedCondition([&] { FileMapping(file, noAccess, 0); }),
                              FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
     CHECK(failed == "Unreachable point");
   }

@@ -1,39 +1,39 @@
+#include "system/File.h"
+
 #include <doctest/doctest.h>
 
-#include <cstdint>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "support/FailedCondition.h"
-#include "support/SystemSession.h"
 #include "support/Utf8.h"
-#include "system/File.h"
-#include "system/Manager.h"
+#include "system/ErrorCases.h"
+#include "system/FileMapping.h"
 #include "system/PlatformApi.h"
-#include "system/Thrown.h"
 
 namespace {
 
 using namespace LCommon::System;
 
-LUnicodeString InWindows(const wchar_t* name) {
-  return AppendBackslash(Manager::Instance().GetWindowsDirectoryA()) + name;
+constexpr wchar_t fileName[] = L"C:\\test.bin";
+constexpr std::uint32_t requestCode = 0x222000;
+
+LPtrRef<File> OpenTestFile(unsigned int disposition) {
+  return LMakeRef<File>(fileName, File::accessReadWrite, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                        FILE_ATTRIBUTE_NORMAL, disposition);
 }
 
-/// A file of the test's own, gone with the test.
-class TestFile {
- public:
-  TestFile() : name(InWindows(L"kvdel01 test.bin")) {}
-  ~TestFile() {
-    if (File::IsExist(name)) File::Delete(name);
-  }
+/// A loaded driver with a device "test".
+winsim::DriverBehaviour& LoadTestDriver(winsim::Machine& machine) {
+  machine.files.WriteFile(u"C:\\test.sys", "image");
+  REQUIRE(machine.devices.Load(u"test", u"C:\\test.sys") == 0);
+  return machine.devices.Behaviour(u"test");
+}
 
-  LPtrRef<File> Open(File::AccessType access, unsigned int share, unsigned int disposition) const {
-    return LMakeRef<File>(name, access, share, FILE_ATTRIBUTE_NORMAL, disposition);
-  }
-  LPtrRef<File> Create() const { return Open(File::accessReadWrite, 0, CREATE_ALWAYS); }
-
-  const LUnicodeString name;
-};
+LPtrRef<File> OpenTestDevice() {
+  return LMakeRef<File>(L"\\\\.\\test", File::accessReadWrite, 0u, 0u, OPEN_EXISTING);
+}
 
 std::uint64_t ToNumber(FILETIME time) {
   return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
@@ -41,115 +41,148 @@ std::uint64_t ToNumber(FILETIME time) {
 
 }  // namespace
 
-TEST_CASE("a file is created, written and measured, and goes when it is deleted") {
+TEST_CASE("every file error becomes the exception of its operation") {
   SystemSession session;
-  const TestFile test;
-  CHECK_FALSE(File::IsExist(test.name));
+  const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
+  file->Write("abc", 3);
+  const ErrorCase noFile = Throws<File::FileNotFoundException>(2);
+  const ErrorCase noPath = Throws<File::PathNotFoundException>(3);
+  const ErrorCase denied = Throws<File::AccessDeniedException>(5);
+  const ErrorCase shared = Throws<File::SharingViolationException>(32);
+  const ErrorCase notSupported = Throws<File::NotSupportedException>(120);
+  const ErrorCase moreData = Throws<File::MoreDataException>(234);
+  const auto check = [&](const char* function, std::initializer_list<ErrorCase> cases, auto operation) {
+    CheckErrors<File::Exception>(session, function, cases, operation);
+  };
+  check("CreateFileW", {noFile, noPath, denied, shared}, [&] { OpenTestFile(OPEN_EXISTING); });
+  check("DeleteFileW", {noFile, noPath, denied, shared}, [&] { File::Delete(fileName); });
+  check("GetFileAttributesW", {noFile, noPath, denied}, [&] { File::GetAttributes(fileName); });
+  check("SetFileAttributesW", {noFile, noPath, denied}, [&] { File::SetAttributes(fileName, 2); });
+  check("SetFileTime", {noFile, noPath, denied}, [&] { file->SetTime(1, 2, 3); });
+  check("WriteFile", {denied}, [&] { file->Write("x", 1); });
+  check("MoveFileExW", {denied}, [&] { File::DeleteAfterReboot(fileName); });
+  check("FindFirstFileW", {denied, {2, "nothing"}, {3, "nothing"}, {18, "nothing"}}, [&] {
+    const bool exists = File::IsExist(fileName);
+    CHECK_FALSE(exists);
+  });
+  check("GetFileSize", {}, [&] { file->GetSize(); });
+  check("GetFullPathNameW", {}, [&] { File::GetFullPath(fileName); });
+  check("GetVolumePathNameW", {notSupported, {206, "nothing"}}, [&] { File::GetVolumePath_New(fileName); });
+  check("QueryDosDeviceW", {{122, "nothing"}}, [&] { File::GetDeviceMapping(L"C:"); });
+  check("DeviceIoControl", {denied, moreData}, [&] { file->Control(1, 8, 0); });
+  check("DeviceIoControl", {denied, {234, "nothing"}}, [&] { file->Control(1, LBuffer("in", 2)); });
+  CheckErrors<FileMapping::Exception>(session, "CreateFileMappingW", {},
+                                      [&] { FileMapping(file, FileMapping::accessRead, 0); });
+  const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
+  CheckErrors<FileMappingView::Exception>(
+      session, "MapViewOfFile", {}, [&] { FileMappingView(mapping, FileMappingView::accessRead, 0, 0); });
+  CHECK(file->GetSize() == 3);
+  CHECK(File::IsExist(fileName));
+}
+
+TEST_CASE("a file has the contents, the attributes and each of the three times that were set") {
+  SystemSession session;
+  constexpr std::uint64_t creation = 0x01D0000012345670, access = 0x01D1000000000000,
+                          write = 0x01D2000080000000;
   {
-    const LPtrRef<File> file = test.Create();
-    CHECK(file->GetSize() == 0);
+    const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
     CHECK(file->Write("abc", 3) == 3);
     CHECK(file->Write(LBuffer("defgh", 5)) == 5);
     CHECK(file->Write(LBuffer()) == 0);
     CHECK(file->GetSize() == 8);
+    file->SetTime(creation, access, write);
   }
-  CHECK(File::IsExist(test.name));
-  File::Delete(test.name);
-  CHECK_FALSE(File::IsExist(test.name));
-}
-
-TEST_CASE("a missing file and a missing directory are told apart") {
-  SystemSession session;
-  const LUnicodeString noFile = InWindows(L"kvdel01 none");
-  const LUnicodeString noDirectory = InWindows(L"kvdel01 none\\none");
-  const struct {
-    LUnicodeString name;
-    std::string expected;
-  } cases[] = {{noFile, Exactly<File::FileNotFoundException>(2)},
-               {noDirectory, Exactly<File::PathNotFoundException>(3)}};
-  for (const auto& each : cases) {
-    CAPTURE(each.expected);
-    CHECK(Thrown([&] { File(each.name, 0, 0, 0, OPEN_EXISTING); }) == each.expected);
-    CHECK(Thrown([&] { File::Delete(each.name); }) == each.expected);
-    CHECK(Thrown([&] { File::GetAttributes(each.name); }) == each.expected);
-    CHECK(Thrown([&] { File::SetAttributes(each.name, FILE_ATTRIBUTE_NORMAL); }) == each.expected);
-    CHECK_FALSE(File::IsExist(each.name));
-  }
-}
-
-TEST_CASE("an open file is shared as its share mode says") {
-  SystemSession session;
-  const TestFile test;
-  const auto sharingViolation = Exactly<File::SharingViolationException>(32);
-  LPtrRef<File> file = test.Create();
-  CHECK(Thrown([&] { test.Open(File::accessRead, FILE_SHARE_READ, OPEN_EXISTING); }) == sharingViolation);
-  CHECK(Thrown([&] { File::Delete(test.name); }) == sharingViolation);
-  file = nullptr;
-  file = test.Open(File::accessRead, File::TypicalShare(File::accessRead), OPEN_EXISTING);
-  CHECK(Thrown([&] { test.Open(File::accessRead, FILE_SHARE_READ, OPEN_EXISTING); }) == "nothing");
-  CHECK(Thrown([&] { test.Open(File::accessReadWrite, FILE_SHARE_READ, OPEN_EXISTING); }) ==
-        sharingViolation);
-}
-
-TEST_CASE("writing needs write access, and a read-only file refuses it and its deletion") {
-  SystemSession session;
-  const TestFile test;
-  const auto denied = Exactly<File::AccessDeniedException>(5);
-  test.Create();
-  CHECK(Thrown([&] { test.Open(File::accessRead, 0, OPEN_EXISTING)->Write("x", 1); }) == denied);
-
-  File::SetAttributes(test.name, FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
-  CHECK(File::GetAttributes(test.name) == (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-  CHECK(Thrown([&] { test.Open(File::accessReadWrite, 0, OPEN_EXISTING); }) == denied);
-  CHECK(Thrown([&] { File::Delete(test.name); }) == denied);
-  File::SetAttributes(test.name, FILE_ATTRIBUTE_NORMAL);
-  CHECK(File::GetAttributes(test.name) == FILE_ATTRIBUTE_NORMAL);
-}
-
-TEST_CASE("each of a file's three times is the one that was set") {
-  SystemSession session;
-  const TestFile test;
-  constexpr std::uint64_t creation = 0x01D0000012345670;
-  constexpr std::uint64_t lastAccess = 0x01D1000000000000;
-  constexpr std::uint64_t lastWrite = 0x01D2000080000000;
-  test.Create()->SetTime(creation, lastAccess, lastWrite);
-
+  CHECK(session.Machine().files.ReadFile(u"C:\\test.bin") == "abcdefgh");
   WIN32_FIND_DATAW found = {};
-  const HANDLE search = FindFirstFileU(test.name.Data(), &found);
-  REQUIRE(search != INVALID_HANDLE_VALUE);
-  FindClose(search);
-  CHECK(ToNumber(found.ftCreationTime) == creation);
-  CHECK(ToNumber(found.ftLastAccessTime) == lastAccess);
-  CHECK(ToNumber(found.ftLastWriteTime) == lastWrite);
+  CHECK(FindClose(FindFirstFileU(fileName, &found)));
+  CHECK(std::tuple(ToNumber(found.ftCreationTime), ToNumber(found.ftLastAccessTime),
+                   ToNumber(found.ftLastWriteTime)) == std::tuple(creation, access, write));
+  File::SetAttributes(fileName, FILE_ATTRIBUTE_HIDDEN);
+  CHECK(File::GetAttributes(fileName) == FILE_ATTRIBUTE_HIDDEN);
+  File::Delete(fileName);
+  CHECK_FALSE(File::IsExist(fileName));
 }
 
 TEST_CASE("an access mode has its share mode, and no other number is one") {
   SystemSession session;
-  CHECK(File::TypicalShare(File::accessRead) == FILE_SHARE_READ);
-  CHECK(File::TypicalShare(File::accessReadWrite) == 0);
-  CHECK(File::TypicalShare(File::accessReadExecute) == FILE_SHARE_READ);
-  CHECK(File::TypicalShare(File::accessReadWriteExecute) == 0);
+  const unsigned int shares[] = {FILE_SHARE_READ, 0, FILE_SHARE_READ, 0};
+  for (unsigned int access = 0; access < 4; ++access) {
+    CHECK(File::TypicalShare(access) == shares[access]);
+    session.Machine().files.WriteFile(u"C:\\test.bin", "");
+    File(fileName, access, 3, 0x80, OPEN_EXISTING);
+  }
+  CHECK(TraceText(session, "CreateFileW") ==
+        "CreateFileW(\"C:\\test.bin\", 0x80000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xC0000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xA0000000, 3, 3, 0x80)\n"
+        "CreateFileW(\"C:\\test.bin\", 0xE0000000, 3, 3, 0x80)\n");
   CHECK(FailedCondition([] { File::TypicalShare(4); }) == "Unreachable point");
-  CHECK(FailedCondition([] { File(L"C:\\x", 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
+  CHECK(FailedCondition([] { File(fileName, 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
 }
 
-TEST_CASE("a path is told with its full form, its volume and its real drive") {
+TEST_CASE("a device request is repeated with twice the room while the driver has more data") {
   SystemSession session;
-  const LUnicodeString windows = Manager::Instance().GetWindowsDirectoryA();
-  const LUnicodeString drive = windows.Mid(0, 2);
-  CHECK(Utf8(File::GetFullPath(windows + L"/x/..\\y\\")) == Utf8(windows + L"\\y"));
-  CHECK(Utf8(File::GetFullPath(drive + L"\\")) == Utf8(drive));
-  CHECK(Utf8(File::GetVolumePath(windows)) == Utf8(drive));
-  CHECK(Utf8(File::GetVolumePath_Legacy(windows)) == Utf8(drive));
-  CHECK(File::GetVolumeType(drive) == File::volumeFixed);
-  CHECK(Utf8(File::GetDeviceMapping(drive).Mid(0, 8)) == "\\Device\\");
-  CHECK(Utf8(File::ResolveSubstDriveInFullPath(windows + L"//x/")) == Utf8(windows + L"\\x"));
+  winsim::DriverBehaviour& driver = LoadTestDriver(session.Machine());
+  driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
+  const LPtrRef<File> device = OpenTestDevice();
+
+  session.Machine().gate.StartTrace();
+  const LBuffer output = device->Control(requestCode, 0, 1);
+  CHECK(output.Size() == 300);
+  CHECK(output.Data()[299] == 7);
+  CHECK(Rooms(session, "DeviceIoControl") == "0 0x40 0x80 0x100 0x200 ");
+
+  session.Machine().gate.StartTrace();
+  CHECK(device->Control(requestCode, 299, 1).Size() == 300);
+  CHECK(Rooms(session, "DeviceIoControl") == "0x12B 0x256 ");
+  CHECK(Thrown([&] { device->Control(requestCode, 299, 0); }) == Exactly<File::MoreDataException>(234));
+  CHECK(device->Control(requestCode, 1000, 0).Size() == 300);
 }
 
-TEST_CASE("a share is the volume of the paths below it") {
+TEST_CASE("a device request brings its input to the driver") {
   SystemSession session;
-  const auto invalid = Exactly<File::InvalidPathNameException>(123);
-  CHECK(Utf8(File::GetVolumePath_Legacy(L"\\\\srv\\share\\dir\\f")) == "\\\\srv\\share");
-  CHECK(Thrown([] { File::GetVolumePath_Legacy(L"\\\\srv"); }) == invalid);
-  CHECK(Utf8(File::ResolveSubstDriveInFullPath(L"//srv/share/f")) == "\\\\srv\\share\\f");
+  winsim::DriverBehaviour& driver = LoadTestDriver(session.Machine());
+  driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
+  driver.replies[requestCode + 1].error = 5;
+  driver.replies[requestCode + 2] = {};
+  const LPtrRef<File> device = OpenTestDevice();
+  const LBuffer input("in", 2);
+
+  device->Control(requestCode, input);
+  CHECK(Thrown([&] { device->Control(requestCode + 2, input, 10, 0); }) == "nothing");
+  CHECK(Thrown([&] { device->Control(requestCode + 1, input); }) == Exactly<File::AccessDeniedException>(5));
+  device->Control(requestCode, 300, 0);
+  const winsim::Bytes bytes = {'i', 'n'};
+  const std::vector<winsim::DeviceRequest> expected = {{u"test", requestCode, bytes},
+                                                       {u"test", requestCode + 2, bytes},
+                                                       {u"test", requestCode + 1, bytes},
+                                                       {u"test", requestCode, {}}};
+  CHECK((driver.requests == expected));
+}
+
+TEST_CASE("sizes have 64 bits, and a low half of all ones is a size too") {
+  SystemSession session;
+  for (const std::uint64_t size : {0xFFFFFFFFull, 0x1FFFFFFFFull, 0x200000001ull}) {
+    CAPTURE(size);
+    session.Machine().files.AddHostFile(u"C:\\large", "never read", size);
+    SetLastError(5);
+    CHECK(File(L"C:\\large", File::accessRead, FILE_SHARE_READ, 0, OPEN_EXISTING).GetSize() == size);
+  }
+}
+
+TEST_CASE("what is scheduled for the restart is done by it") {
+  SystemSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  files.WriteFile(u"C:\\gone", "1");
+  files.WriteFile(u"C:\\old", "2");
+  LUnicodeString terminatorOnly(L"x");
+  terminatorOnly.Delete(0);
+  File::MoveAfterReboot(L"C:\\gone", terminatorOnly);
+  File::MoveAfterReboot(L"C:\\old", L"C:\\new");
+  const auto exist = [&] {
+    return std::tuple(files.Exists(u"C:\\gone"), files.Exists(u"C:\\old"), files.Exists(u"C:\\new"));
+  };
+  CHECK(exist() == std::tuple(true, true, false));
+  files.RunPendingOperations();
+  CHECK(exist() == std::tuple(false, false, true));
 }

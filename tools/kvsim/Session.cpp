@@ -121,13 +121,29 @@ StartFacts Session::Start(std::uint64_t time) {
   return facts;
 }
 
+/// By its bare name the program runs on a machine that it is not installed on, too, as if from a removable
+/// disk.
+std::uint32_t Session::RunToEnd(const std::u16string& commandLine) {
+  winsim::Machine& machine = Machine();
+  const std::u16string name = winsim::FromUtf8(ProgramName);
+  const std::u16string word = commandLine.substr(0, commandLine.find_first_of(u" \t"));
+  const bool isBareName =
+      winsim::EqualsIgnoringCase(word, name) || winsim::EqualsIgnoringCase(word + u".exe", name);
+  if (!isBareName || machine.files.Exists(machine.SystemDirectory() + u"\\" + name)) {
+    return machine.Run(commandLine);
+  }
+  const auto process = machine.StartProgram(machine.programs.at(name), commandLine);
+  machine.AwaitIdle();
+  return process->ExitCode().value();
+}
+
 CommandRun Session::Run(const std::u16string& commandLine) {
   winsim::Machine& machine = Machine();
   m_folder->StartMachine(winsim::Machine::AutoStart::skip);
   machine.gate.StartTrace();
   CommandRun run;
   try {
-    run.exitCode = machine.Run(commandLine);
+    run.exitCode = RunToEnd(commandLine);
   } catch (const std::runtime_error& error) {
     throw CommandError(error.what());
   }

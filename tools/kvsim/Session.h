@@ -39,6 +39,7 @@ class Session {
  private:
   winsim::Machine& Machine() const { return m_folder->GetMachine(); }
   int RunProgram();
+  std::uint32_t RunToEnd(const std::u16string& commandLine);
 
   std::unique_ptr<winsim::MachineFolder> m_folder;
   winsim::Program m_program;

@@ -1,0 +1,181 @@
+#include <doctest/doctest.h>
+
+#include <string>
+#include <tuple>
+
+#include "support/TestHeap.h"
+#include "support/Utf8.h"
+#include "system/ErrorCases.h"
+#include "system/File.h"
+
+using LCommon::System::File;
+
+TEST_CASE("the path rules change a path as they say and nothing else") {
+  TestHeap heap;
+  const std::tuple<LUnicodeString (*)(LUnicodeString), std::string, std::string> cases[] = {
+      {File::SlashesToBackslashes, R"(a/b\c/)", R"(a\b\c\)"},
+      {File::SlashesToBackslashes, "", ""},
+      {File::CollapseSlashes, R"(\\\\srv\\share)", R"(\\srv\share)"},
+      {File::CollapseSlashes, R"(//\a)", R"(//a)"},
+      {File::CollapseSlashes, R"(a\/\b)", R"(a\b)"},
+      {File::CollapseSlashes, R"(\a\\b)", R"(\a\b)"},
+      {File::TrimLeadingSlashes, R"(/\a\)", R"(a\)"},
+      {File::TrimLeadingSlashes, R"(\\/)", ""},
+      {File::TrimTrailingSlashes, R"(\a\/)", R"(\a)"},
+      {File::TrimTrailingSlashes, R"(\\)", ""},
+      {File::WithTrailingBackslash, R"(C:\/\)", R"(C:\)"},
+      {File::WithTrailingBackslash, "", R"(\)"},
+      {File::NormalizePath, "", ""},
+      {File::NormalizePath, R"(C:\)", "C:"},
+      {File::NormalizePath, "C:/a//b/", R"(C:\a\b)"},
+      {File::NormalizePath, R"(\\\\srv\\share)", R"(\\srv\share)"},
+      {File::NormalizePath, R"(/??/C:/Windows)", R"(C:\Windows)"},
+      {File::NormalizePath, R"(\\?\C:\x\)", R"(C:\x)"},
+      {File::NormalizePath, R"(\\.\C:)", "C:"},
+      {File::NormalizePath, R"(\\?\UNC\server\share)", R"(\\server\share)"},
+      {File::NormalizePath, R"(\??\UNC\server\share)", R"(\\server\share)"},
+      {File::NormalizePath, R"(\\.\unc\srv\share)", R"(\\srv\share)"},
+      {File::NormalizePath, R"(\\.\uncle\srv)", R"(\\.\uncle\srv)"},
+      {File::NormalizePath, R"(\\?\Volume{1}\f)", R"(\\.\Volume{1}\f)"},
+      {File::NormalizePath, R"(\??\)", R"(\??)"},
+      {File::NormalizePath, R"(x\??\C:\f)", R"(x\??\C:\f)"},
+      {File::NormalizePath, R"(\\.\CC:)", R"(\\.\CC:)"}};
+  for (const auto& [rule, path, expected] : cases) {
+    CAPTURE(path);
+    CHECK(Utf8(rule(Utf16(path))) == expected);
+  }
+}
+
+TEST_CASE("network paths go on after two backslashes") {
+  TestHeap heap;
+  const std::pair<std::string, bool> cases[] = {{R"(\\srv\share)", true},
+                                                {R"(//s)", true},
+                                                {R"(\??\UNC\srv\share)", true},
+                                                {R"(\\.\Device)", true},
+                                                {R"(\\)", false},
+                                                {R"(\\\\)", false},
+                                                {R"(C:\)", false},
+                                                {R"(\a)", false},
+                                                {R"(\\?\C:\x)", false},
+                                                {"", false}};
+  for (const auto& [path, expected] : cases) {
+    CAPTURE(path);
+    CHECK(File::IsNetworkPath(Utf16(path)) == expected);
+  }
+}
+
+TEST_CASE("a path splits into its drive and the rest, and into its non-empty components") {
+  TestHeap heap;
+  const std::tuple<std::string, std::string, std::string> drives[] = {
+      {R"(C:\\dir\\f)", "C:", R"(dir\f)"}, {R"(\\?\d:\f\)", "d:", "f"},  {"C:f", "C:", "f"}, {"C:", "C:", ""},
+      {R"(\\srv\s)", "", R"(\\srv\s)"},    {R"(dir/f)", "", R"(dir\f)"}, {"", "", ""}};
+  for (const auto& [path, expectedDrive, expectedRest] : drives) {
+    CAPTURE(path);
+    LUnicodeString drive(L"left over"), rest(L"left over");
+    File::SplitDrive(Utf16(path), drive, rest);
+    CHECK(Utf8(drive) == expectedDrive);
+    CHECK(Utf8(rest) == expectedRest);
+  }
+  const std::pair<std::string, std::string> components[] = {
+      {R"(\\srv/share\dir\\f)", "srv|share|dir|f|"}, {R"(C:\a\)", "C:|a|"}, {R"(\/\)", ""}, {"", ""}};
+  for (const auto& [path, expected] : components) {
+    CAPTURE(path);
+    const LUnicodeStringArray parts = File::SplitPathComponents(Utf16(path));
+    std::string joined;
+    for (unsigned int index = 0; index < parts.Length(); ++index) {
+      joined += Utf8(parts[index]) + "|";
+    }
+    CHECK(joined == expected);
+  }
+}
+
+TEST_CASE("substituted drives are followed to what they stand for") {
+  SystemSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  files.MakeFolder(u"C:\\base\\inner");
+  files.AddShare(u"\\\\srv\\share");
+  files.Substitute(u'X', u"C:\\base");
+  files.Substitute(u'Y', u"X:\\inner");
+  files.Substitute(u'Z', u"\\\\srv\\share\\dir");
+  const std::pair<std::string, std::string> cases[] = {{R"(X:\data\f)", R"(C:\base\data\f)"},
+                                                       {R"(x:)", R"(C:\base)"},
+                                                       {R"(\\?\Y:\f)", R"(C:\base\inner\f)"},
+                                                       {R"(Z:/f)", R"(\\srv\share\dir\f)"},
+                                                       {R"(C:\\f\)", R"(C:\f)"},
+                                                       {R"(dir\f)", R"(dir\f)"},
+                                                       {R"(//srv/share/f)", R"(\\srv\share\f)"}};
+  for (const auto& [path, expected] : cases) {
+    CAPTURE(path);
+    CHECK(Utf8(File::ResolveSubstDriveInFullPath(Utf16(path))) == expected);
+  }
+  CHECK(Thrown([] { File::ResolveSubstDriveInFullPath(L"Q:\\f"); }) == Exactly<File::Exception>(2));
+  // Drives that stand for each other lead nowhere.
+  files.Substitute(u'V', u"W:\\a");
+  files.Substitute(u'W', u"V:\\a");
+  CHECK(Thrown([] { File::ResolveSubstDriveInFullPath(L"V:\\f"); }) ==
+        Exactly<File::InvalidPathNameException>(123));
+}
+
+TEST_CASE("a volume has the type of its drive, and a drive that is none has no type") {
+  SystemSession session;
+  winsim::FileSystem& files = session.Machine().files;
+  for (const unsigned int type : {2u, 4u, 5u, 6u}) {
+    files.AddDrive(static_cast<char16_t>(u'D' + type), type);
+  }
+  files.AddShare(u"\\\\srv\\share");
+  const std::pair<const wchar_t*, File::VolumeType> cases[] = {{L"C:", File::volumeFixed},
+                                                               {L"C:\\/\\", File::volumeFixed},
+                                                               {L"F:", File::volumeRemovable},
+                                                               {L"H:\\", File::volumeRemote},
+                                                               {L"I:", File::volumeCdRom},
+                                                               {L"J:", File::volumeRamDisk},
+                                                               {L"\\\\srv\\share", File::volumeRemote}};
+  for (const auto& [path, expected] : cases) {
+    CHECK(File::GetVolumeType(path) == expected);
+  }
+  for (const wchar_t* const path : {L"Q:", L"C:\\Windows"}) {
+    CHECK(Thrown([&] { File::GetVolumeType(path); }) == Exactly<File::InvalidPathNameException>(123));
+  }
+}
+
+TEST_CASE("the volume of a path follows from its spelling where the platform cannot tell") {
+  SUBCASE("platform tells") {
+    SystemSession session;
+    const std::string share = "\\\\server\\a share with a name longer than 32 characters";
+    session.Machine().files.AddShare(MachineText(Utf16(share)));
+    CHECK(Utf8(File::GetVolumePath(L"C:\\dir\\f")) == "C:");
+    CHECK(Utf8(File::GetVolumePath(Utf16(share + "\\f"))) == share);
+    CHECK(Rooms(session, "GetVolumePathNameW") == "0x20 0x20 0x40 ");
+    CHECK(session.Trace("GetFullPathNameW").empty());
+  }
+  SUBCASE("platform cannot") {
+    winsim::Settings settings = winsim::Settings::Windows10();
+    settings.missingFunctions.insert("GetVolumePathNameW");
+    SystemSession session(settings);
+    CHECK(Thrown([] { File::GetVolumePath_New(L"C:\\f"); }) == Exactly<File::NotSupportedException>(120));
+    CHECK(Utf8(File::GetVolumePath(L"C:\\dir\\f")) == "C:");
+    CHECK(Utf8(File::GetVolumePath(L"\\\\srv\\share\\dir\\f")) == "\\\\srv\\share");
+    for (const wchar_t* const path : {L"\\\\srv", L"\\\\.\\"}) {
+      CHECK(Thrown([&] { File::GetVolumePath(path); }) == Exactly<File::InvalidPathNameException>(123));
+    }
+  }
+}
+
+TEST_CASE("texts of any length are read with twice the room each time") {
+  SystemSession session;
+  const std::string component(250, 'd');
+  const std::string path = "C:\\" + component + "\\" + component + "\\" + component;
+  CHECK(Utf8(File::GetFullPath(Utf16(path + "/x/.."))) == path);
+  CHECK(Rooms(session, "GetFullPathNameW") == "0x104 0x208 0x410 ");
+
+  session.Machine().files.MakeFolder(MachineText(Utf16(path)));
+  session.Machine().files.Substitute(u'X', MachineText(Utf16(path)));
+  CHECK(Utf8(File::GetDeviceMapping(L"X:")) == "\\??\\" + path);
+  CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 0x410 ");
+
+  // An answer that fills the room to its end may be cut.
+  session.Machine().files.Substitute(u'X', u"C:\\" + std::u16string(251, u'd'));
+  session.Machine().gate.StartTrace();
+  CHECK(File::GetDeviceMapping(L"X:").Length() == 258);
+  CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 ");
+}
