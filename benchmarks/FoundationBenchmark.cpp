@@ -5,11 +5,13 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "BenchmarkSession.h"
 #include "foundation/Object.h"
 #include "foundation/PtrRef.h"
 #include "foundation/UnicodeString.h"
+#include "foundation/UnicodeStringArray.h"
 
 namespace {
 
@@ -130,5 +132,32 @@ void MakeObject_make_shared(benchmark::State& state) {
   }
 }
 BENCHMARK(MakeObject_make_shared);
+
+// A list of names as the registry's subkeys give it; ours grows by a fixed step.
+
+void AppendNames_LUnicodeStringArray(benchmark::State& state) {
+  const BenchmarkSession session;
+  const LUnicodeString name(L"client");
+  for (auto _ : state) {
+    LUnicodeStringArray names;
+    for (std::int64_t count = 0; count < state.range(0); ++count) {
+      names.Append(name);
+    }
+    benchmark::DoNotOptimize(names);
+  }
+}
+BENCHMARK(AppendNames_LUnicodeStringArray)->Arg(100)->Arg(10'000)->Arg(100'000);
+
+void AppendNames_vector(benchmark::State& state) {
+  const std::u16string name = u"client";
+  for (auto _ : state) {
+    std::vector<std::u16string> names;
+    for (std::int64_t count = 0; count < state.range(0); ++count) {
+      names.push_back(name);
+    }
+    benchmark::DoNotOptimize(names);
+  }
+}
+BENCHMARK(AppendNames_vector)->Arg(100)->Arg(10'000)->Arg(100'000);
 
 }  // namespace

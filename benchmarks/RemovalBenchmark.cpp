@@ -52,9 +52,11 @@ void RemovalPass(benchmark::State& state, SetUpClaim setUp) {
     calls = pass.calls;
     state.SetIterationTime(pass.time.count());
   }
-  const auto callsForClaims = static_cast<double>(calls) - static_cast<double>(MeasurePass(setUp, 0).calls);
   state.counters["calls"] = static_cast<double>(calls);
-  state.counters["calls/claim"] = callsForClaims / static_cast<double>(claims);
+  if (claims > 1) {
+    const auto callsForMore = static_cast<double>(calls) - static_cast<double>(MeasurePass(setUp, 1).calls);
+    state.counters["calls/claim"] = callsForMore / static_cast<double>(claims - 1);
+  }
   state.counters["time/claim"] =
       benchmark::Counter(static_cast<double>(claims),
                          benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);

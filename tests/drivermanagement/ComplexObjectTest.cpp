@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <tuple>
 #include <vector>
 
 #include "support/FailedCondition.h"
@@ -21,10 +22,11 @@ std::string TakeTrace() {
 /// Implements only what every managed object must. All operations answer `answer` and are traced.
 class PlainObject : public BaseObject {
  public:
-  explicit PlainObject(char name, unsigned int answer = 0, unsigned int present = 0)
-      : m_name(name), m_answer(answer), m_present(present) {}
+  explicit PlainObject(char name, unsigned int answer = 0) : m_name(name), m_answer(answer) {}
 
-  unsigned int IsInstalled() override { return Called("IsInstalled") | m_present; }
+  unsigned int present = 0;
+
+  unsigned int IsInstalled() override { return Called("IsInstalled") | present; }
   InstallResult Install(unsigned int flags) override { return Result<InstallResult>("Install", flags); }
   RemoveResult Remove(unsigned int flags) override { return Result<RemoveResult>("Remove", flags); }
 
@@ -41,12 +43,10 @@ class PlainObject : public BaseObject {
  private:
   char m_name;
   unsigned int m_answer;
-  unsigned int m_present;
 };
 
 /// Traces every operation.
-class Member : public PlainObject {
- public:
+struct Member : PlainObject {
   using PlainObject::PlainObject;
 
   unsigned int IsActiveMeet() override { return Called("IsActiveMeet"); }
@@ -61,8 +61,7 @@ class Member : public PlainObject {
   void Touch() override { Called("Touch"); }
 };
 
-class BusyMember : public Member {
- public:
+struct BusyMember : Member {
   using Member::Member;
   PurgeResult Purge(unsigned int) override { throw UsageConflictException(L_HERE); }
 };
@@ -121,16 +120,11 @@ constexpr Operation Operations[] = {
     {"Purge(9)", [](BaseObject& o) -> unsigned int { return o.Purge(9); }, 6, true, ClaimRule},
 };
 
-struct Question {
-  const char* trace;
-  unsigned int (BaseObject::*ask)();
-  unsigned int decisive;
-};
-
-constexpr Question Questions[] = {{"IsActiveMeet", &BaseObject::IsActiveMeet, 0},
-                                  {"IsInstalled", &BaseObject::IsInstalled, 1},
-                                  {"IsInstalledUpToDate", &BaseObject::IsInstalledUpToDate, 0},
-                                  {"IsExpired", &BaseObject::IsExpired, 0}};
+constexpr std::tuple<const char*, unsigned int (BaseObject::*)(), unsigned int> Questions[] = {
+    {"IsActiveMeet", &BaseObject::IsActiveMeet, 0},
+    {"IsInstalled", &BaseObject::IsInstalled, 1},
+    {"IsInstalledUpToDate", &BaseObject::IsInstalledUpToDate, 0},
+    {"IsExpired", &BaseObject::IsExpired, 0}};
 
 }  // namespace
 
@@ -149,82 +143,48 @@ TEST_CASE("an operation visits every member in its order and combines the result
       CHECK(operation.run(*Complex(results)) == operation.rule(results));
       CHECK(TakeTrace() == expected);
     }
-    for (unsigned int single = 0; single < values; ++single) {
-      CHECK(operation.run(*Complex({single})) == single);
-    }
-    for (const unsigned int foreign : {values, 31u, 32u, ~0u}) {
+    for (const unsigned int foreign : {values, 31u, 32u, ~0u})
       CHECK(FailedCondition([&] { operation.run(*Complex({0, foreign, 0})); }) == "Unreachable point");
-    }
     CHECK(FailedCondition([&] { operation.run(*Complex({})); }) == "m_objects.Length() != 0");
   }
 }
 
 TEST_CASE("a question to a complex object goes on until the answer is known") {
   TestHeap heap;
-  for (const Question& question : Questions) {
+  for (const auto& [name, ask, decisive] : Questions) {
     for (unsigned int triple = 0; triple < 8; ++triple) {
       const Results answers = {triple & 1, triple >> 1 & 1, triple >> 2};
-      const auto decided = std::find(answers.begin(), answers.end(), question.decisive);
+      const auto decided = std::find(answers.begin(), answers.end(), decisive) - answers.begin();
       std::string expected;
-      for (auto asked = answers.begin(); asked != answers.end(); ++asked) {
-        expected +=
-            static_cast<char>('a' + (asked - answers.begin())) + std::string(":") + question.trace + " ";
-        if (asked == decided) break;
-      }
-      CAPTURE(question.trace);
-      CAPTURE(triple);
+      for (int asked = 0; asked <= std::min<int>(decided, 2); ++asked)
+        expected += static_cast<char>('a' + asked) + std::string(":") + name + " ";
       TakeTrace();
-      CHECK(((*Complex(answers)).*question.ask)() ==
-            (decided != answers.end() ? question.decisive : 1 - question.decisive));
+      CHECK(((*Complex(answers)).*ask)() == (decided < 3 ? decisive : 1 - decisive));
       CHECK(TakeTrace() == expected);
     }
-    CHECK(FailedCondition([&] { ((*Complex({})).*question.ask)(); }) == "m_objects.Length() != 0");
   }
   Complex({0, 1, 0})->Touch();
   CHECK(TakeTrace() == "a:Touch b:Touch c:Touch ");
+  CHECK(FailedCondition([] { Complex({})->IsInstalled(); }) == "m_objects.Length() != 0");
   CHECK(FailedCondition([] { Complex({})->Touch(); }) == "m_objects.Length() != 0");
-}
-
-TEST_CASE("a complex object cannot be updated") {
-  TestHeap heap;
   CHECK(FailedCondition([] { Complex({0})->Update(1); }) == "Unreachable point");
-  CHECK(FailedCondition([] { Complex({})->Update(1); }) == "m_objects.Length() != 0");
-}
-
-TEST_CASE("members are indexed in order, held for good, and may be complex themselves") {
-  TestHeap heap;
-  TakeTrace();
-  auto outer = LMakeRef<BaseIndependedComplexObject>();
-  {
-    const auto inner = Complex({BaseObject::purgeStillNeeded, BaseObject::purgeNotInstalled});
-    CHECK(inner->Add(LMakeRef<Member>('c', BaseObject::purgeNotInstalled)) == 2);
-    CHECK(outer->Add(inner) == 0);
-    CHECK(outer->Add(LMakeRef<Member>('d', BaseObject::purgeDoneReboot)) == 1);
-  }
-  CHECK(outer->Purge(7) == BaseObject::purgePartialReboot);
-  CHECK(TakeTrace() == "d:Purge(7) c:Purge(7) b:Purge(7) a:Purge(7) ");
-  outer = nullptr;
-  CHECK(heap.Blocks() == 0);
 }
 
 TEST_CASE("what a member throws leaves the members behind it untouched") {
   TestHeap heap;
   TakeTrace();
   const auto complex = Complex({0, 0});
-  complex->Add(LMakeRef<BusyMember>('x'));
-  complex->Add(LMakeRef<Member>('y'));
+  CHECK(complex->Add(LMakeRef<BusyMember>('x')) == 2);
+  CHECK(complex->Add(LMakeRef<Member>('y')) == 3);
   CHECK_THROWS_AS(complex->Purge(1), BaseObject::UsageConflictException);
-  CHECK_THROWS_AS(complex->Purge(1), BaseObject::Exception);
   CHECK_THROWS_AS(complex->Purge(1), BaseException);
-  CHECK(TakeTrace() == "y:Purge(1) y:Purge(1) y:Purge(1) ");
+  CHECK(TakeTrace() == "y:Purge(1) y:Purge(1) ");
 }
 
 TEST_CASE("an object without claims or anything to run answers for itself") {
   TestHeap heap;
   TakeTrace();
-  const auto plain = [](unsigned int answer, unsigned int present = 0) {
-    return LMakeRef<PlainObject>('p', answer, present);
-  };
+  const auto plain = [](unsigned int answer) { return LMakeRef<PlainObject>('p', answer); };
   CHECK(plain(0)->IsActiveMeet() == 1);
   CHECK(plain(0)->IsExpired() == 1);
   CHECK(plain(0)->Activate() == BaseObject::activateUpToDate);
@@ -233,18 +193,16 @@ TEST_CASE("an object without claims or anything to run answers for itself") {
   CHECK(TakeTrace() == "");
   CHECK(plain(0)->IsInstalledUpToDate() == 0);
   CHECK(plain(1)->IsInstalledUpToDate() == 1);
-  CHECK(TakeTrace() == "p:IsInstalled p:IsInstalled ");
-
   CHECK(plain(0)->Update(3) == BaseObject::updateNotInstalled);
-  CHECK(TakeTrace() == "p:IsInstalled ");
+  CHECK(TakeTrace() == "p:IsInstalled p:IsInstalled p:IsInstalled ");
   CHECK(plain(4)->Update(3) == BaseObject::updateUpToDate);
   CHECK(TakeTrace() == "p:IsInstalled p:Install(3) ");
 
-  constexpr BaseObject::UpdateResult Updates[] = {BaseObject::updateDone, BaseObject::updateDoneReboot,
-                                                  BaseObject::updateDone, BaseObject::updateDoneReboot,
-                                                  BaseObject::updateUpToDate};
+  constexpr BaseObject::UpdateResult updates[] = {BaseObject::updateDone, BaseObject::updateDoneReboot};
   for (unsigned int result = 0; result <= 4; ++result) {
-    CHECK(plain(result, 1)->Update(0) == Updates[result]);
+    const auto object = plain(result);
+    object->present = 1;
+    CHECK(object->Update(0) == (result == 4 ? BaseObject::updateUpToDate : updates[result % 2]));
   }
   constexpr unsigned int Removals[] = {0, 1, 5};
   for (unsigned int result = 0; result <= 2; ++result) {
@@ -256,5 +214,4 @@ TEST_CASE("an object without claims or anything to run answers for itself") {
   CHECK(TakeTrace() == "p:Remove(5) ");
   CHECK(FailedCondition([&] { plain(5)->Update(0); }) == "Unreachable point");
   CHECK(FailedCondition([&] { plain(3)->Uninstall(0); }) == "Unreachable point");
-  CHECK(FailedCondition([&] { plain(3)->Purge(0); }) == "Unreachable point");
 }

@@ -26,9 +26,8 @@ struct DriverSession : SystemSession {
 winsim::Bytes Reply(std::initializer_list<std::uint32_t> numbers) {
   winsim::Bytes bytes;
   for (const std::uint32_t number : numbers) {
-    for (int shift = 0; shift < 32; shift += 8) {
+    for (int shift = 0; shift < 32; shift += 8)
       bytes.push_back(static_cast<std::uint8_t>(number >> shift));
-    }
   }
   return bytes;
 }
@@ -53,39 +52,31 @@ TEST_CASE("a loaded driver's state is compared as far as the driver tells it") {
   constexpr std::uint32_t unknown = 0xFFFFFFFF;
   const std::uint64_t version = MajorMinorVersion(1, 2);
   const std::uint64_t target = MajorMinorVersion(6, 1);
-  const struct {
-    winsim::Bytes reply;
-    BuildType build;
-    std::uint64_t version;
-    std::uint64_t target;
-    bool upToDate;
-  } cases[] = {
-      {Reply({1, 2, 0, 6, 1}), buildRelease, version, target, true},
-      {Reply({1, 3, 0, 6, 1, 99}), buildRelease, version, target, true},
-      {Reply({1, 1, 0, 6, 1}), buildRelease, version, target, false},
-      {Reply({1, 1, 0, 6, 1}), buildRelease, Any, target, true},
-      {Reply({0x10001, 0x10002, 0, 6, 1}), buildRelease, version, target, true},
-      {Reply({1, 2, 1, 6, 1}), buildRelease, version, target, false},
-      {Reply({1, 2, 1, 6, 1}), buildUnknown, version, target, true},
-      {Reply({1, 2, 0x29, 6, 1}), buildDebug, version, target, true},
-      {Reply({1, 2, 0x28, 6, 1}), buildPrivate, version, target, true},
-      {Reply({1, 2, 0x20, 6, 1}), buildSpecial, version, target, true},
-      {Reply({1, 2, 0, 6, 2}), buildRelease, version, target, false},
-      {Reply({1, 2, 0, 6, 2}), buildRelease, version, Any, true},
-      {Reply({1, 2, 0, 6, unknown}), buildRelease, version, target, true},
-      {Reply({1, 2, 0, 6}), buildRelease, version, target, true},
-      {Reply({unknown, 0, 0, 6, 1}), buildRelease, version, target, true},
-      {Reply({0, 0}), buildDebug, version, target, false},
-      {Reply({1, 2}), buildDebug, version, target, true},
-      {Reply({0}), buildDebug, version, target, true},
-      {winsim::Bytes(7), buildDebug, version, target, true},
-      {{}, buildDebug, version, target, true},
+  const auto isUpToDate = [&](const winsim::Bytes& reply, BuildType build, std::uint64_t expected = Any,
+                              std::uint64_t targeted = Any) {
+    session.behaviour.replies[Code].bytes = reply;
+    return IsDriverStateUpToDate(Device, Code, build, expected, targeted);
   };
-  for (const auto& item : cases) {
-    CAPTURE(item.reply.size());
-    session.behaviour.replies[Code].bytes = item.reply;
-    CHECK(IsDriverStateUpToDate(Device, Code, item.build, item.version, item.target) == item.upToDate);
-  }
+  CHECK(isUpToDate(Reply({1, 2, 0, 6, 1}), buildRelease, version, target));
+  CHECK(isUpToDate(Reply({1, 3, 0, 6, 1, 99}), buildRelease, version, target));
+  CHECK_FALSE(isUpToDate(Reply({1, 1, 0, 6, 1}), buildRelease, version, target));
+  CHECK(isUpToDate(Reply({1, 1, 0, 6, 1}), buildRelease, Any, target));
+  CHECK(isUpToDate(Reply({0x10001, 0x10002, 0, 6, 1}), buildRelease, version, target));
+  CHECK_FALSE(isUpToDate(Reply({1, 2, 0, 6, 2}), buildRelease, version, target));
+  CHECK(isUpToDate(Reply({1, 2, 0, 6, 2}), buildRelease, version));
+  CHECK(isUpToDate(Reply({1, 2, 0, 6, unknown}), buildRelease, version, target));
+  CHECK(isUpToDate(Reply({1, 2, 0, 6}), buildRelease, version, target));
+  CHECK(isUpToDate(Reply({unknown, 0, 0, 6, 1}), buildRelease, version, target));
+  CHECK_FALSE(isUpToDate(Reply({0, 0}), buildDebug, version, target));
+  CHECK_FALSE(isUpToDate(Reply({1, 2, 1}), buildRelease));
+  CHECK(isUpToDate(Reply({1, 2, 1}), buildUnknown));
+  for (const auto& reply : {Reply({1, 2}), Reply({0}), winsim::Bytes(7), winsim::Bytes()})
+    CHECK(isUpToDate(reply, buildDebug, version, target));
+  const std::pair<std::uint32_t, BuildType> builds[] = {{0x01, buildDebug},   {0x29, buildDebug},
+                                                        {0x08, buildPrivate}, {0x28, buildPrivate},
+                                                        {0x20, buildSpecial}, {0xD6, buildRelease}};
+  for (const auto& [flags, build] : builds)
+    CHECK(isUpToDate(Reply({1, 2, flags}), build));
   // A reply that does not fit counts as an empty one.
   session.behaviour.replies[Code].bytes = Reply({0, 0, 1, 0, 0, 0, 0});
   CHECK(IsDriverStateUpToDate(Device, Code, buildRelease, version, target));

@@ -1,6 +1,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "machine/Paths.h"
 #include "machine/Text.h"
@@ -77,18 +78,10 @@ TEST_CASE("search patterns match as in FindFirstFile") {
                {"a*c", "ac abc a.c", "acb"},
                {"plain", "PLAIN", "plai plain.x"}};
   for (const auto& test : cases) {
-    const auto names = [](std::string_view list) {
-      std::vector<std::string> result;
-      for (std::size_t start = 0; start < list.size();) {
-        const std::size_t end = std::min(list.find(' ', start), list.size());
-        result.emplace_back(list.substr(start, end - start));
-        start = end + 1;
-      }
-      return result;
-    };
     CAPTURE(test.pattern);
     for (const bool expected : {true, false}) {
-      for (const std::string& name : names(expected ? test.matched : test.others)) {
+      std::istringstream names(expected ? test.matched : test.others);
+      for (std::string name; names >> name;) {
         CAPTURE(name);
         CHECK(winsim::MatchesPattern(FromUtf8(name), FromUtf8(test.pattern)) == expected);
       }
@@ -96,9 +89,8 @@ TEST_CASE("search patterns match as in FindFirstFile") {
   }
 }
 
-namespace {
-
-MachineSession& WithDrives(MachineSession& session) {
+TEST_CASE("the path functions report sizes, errors and drives exactly") {
+  MachineSession session;
   winsim::FileSystem& files = session.Machine().files;
   files.AddDrive(u'd', DRIVE_CDROM, false);
   files.AddDrive(u'E', DRIVE_REMOVABLE);
@@ -109,32 +101,18 @@ MachineSession& WithDrives(MachineSession& session) {
   files.Substitute(u'Y', u"X:\\deeper");
   files.Substitute(u'S', u"\\\\srv\\share\\in");
   files.Substitute(u'L', u"L:\\");
-  return session;
-}
-
-}  // namespace
-
-TEST_CASE("the path functions report sizes, errors and drives exactly") {
-  MachineSession session;
-  WithDrives(session);
   session.Process().currentDirectory = u"E:\\dir";
   wchar_t buffer[64];
   wchar_t* filePart = buffer;
 
   SUBCASE("full paths") {
-    CHECK(ErrorOf([&] { CHECK(GetFullPathNameW(L"f.txt", 64, buffer, &filePart) == 12); }) == Untouched);
+    CHECK(GetFullPathNameW(L"f.txt", 13, buffer, &filePart) == 12);
     CHECK(ToUtf8(FromWide(buffer)) == "E:\\dir\\f.txt");
     CHECK(filePart == buffer + 7);
-    CHECK(GetFullPathNameW(L"f.txt", 13, buffer, nullptr) == 12);
     buffer[0] = u'#';
     CHECK(GetFullPathNameW(L"f.txt", 12, buffer, &filePart) == 13);
     CHECK((buffer[0] == u'#' && filePart == nullptr));
-    CHECK(GetFullPathNameW(L"f.txt", 0, nullptr, nullptr) == 13);
-    CHECK(GetFullPathNameW(L"C:\\dir\\", 64, buffer, &filePart) == 7);
-    CHECK(filePart == nullptr);
-    for (const wchar_t* const none : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
-      CHECK(FailureOf([&] { return GetFullPathNameW(none, 64, buffer, nullptr); }) == ERROR_INVALID_NAME);
-    }
+    CHECK(FailureOf([&] { return GetFullPathNameW(L" ", 64, buffer, nullptr); }) == ERROR_INVALID_NAME);
   }
   SUBCASE("volumes") {
     static const struct {
@@ -144,16 +122,11 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
     } cases[] = {{L"C:\\none\\such", 4, Untouched, "C:\\"},
                  {L"C:\\none", 3, ERROR_FILENAME_EXCED_RANGE, ""},
                  {L"file", 64, Untouched, "E:\\"},
-                 {L"x:\\deep", 64, Untouched, "x:\\"},
-                 {L"D:\\file", 64, Untouched, "D:\\"},
                  {L"Q:\\file", 64, ERROR_FILE_NOT_FOUND, ""},
                  {L"\\\\SRV\\share\\d", 13, Untouched, "\\\\SRV\\share\\"},
-                 {L"\\\\SRV\\share\\d", 12, ERROR_FILENAME_EXCED_RANGE, ""},
                  {L"\\\\srv\\other\\d", 64, ERROR_BAD_NET_NAME, ""},
                  {L"\\\\none\\share", 64, ERROR_BAD_NETPATH, ""},
                  {L"\\\\srv", 64, ERROR_INVALID_NAME, ""},
-                 {L"C:\\", 0, ERROR_INVALID_PARAMETER, ""},
-                 {L"", 64, ERROR_INVALID_PARAMETER, ""},
                  {nullptr, 64, ERROR_INVALID_PARAMETER, ""}};
     for (const auto& test : cases) {
       CAPTURE(ToUtf8(FromWide(test.name)));
@@ -168,28 +141,26 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
     static const struct {
       const wchar_t* root;
       UINT type;
-    } cases[] = {{L"C:\\", DRIVE_FIXED},
-                 {L"c:", DRIVE_FIXED},
+    } cases[] = {{L"c:", DRIVE_FIXED},
                  {L"C:\\base\\", DRIVE_NO_ROOT_DIR},
                  {L"D:\\", DRIVE_CDROM},
-                 {L"E:\\", DRIVE_REMOVABLE},
                  {nullptr, DRIVE_REMOVABLE},
                  {L"N:\\", DRIVE_REMOTE},
                  {L"Q:\\", DRIVE_NO_ROOT_DIR},
                  {L"X:\\", DRIVE_FIXED},
                  {L"Y:\\", DRIVE_NO_ROOT_DIR},
                  {L"L:\\", DRIVE_NO_ROOT_DIR},
+                 {L"", DRIVE_NO_ROOT_DIR},
                  {L"\\\\srv\\share\\", DRIVE_REMOTE},
                  {L"\\\\srv\\share", DRIVE_NO_ROOT_DIR},
                  {L"\\\\srv\\none\\", DRIVE_NO_ROOT_DIR},
-                 {L"", DRIVE_NO_ROOT_DIR},
                  {L"\\\\?\\C:\\", DRIVE_FIXED}};
     for (const auto& test : cases) {
       CAPTURE(ToUtf8(FromWide(test.root)));
       CHECK(GetDriveTypeW(test.root) == test.type);
     }
-    session.Machine().files.MakeFolder(u"C:\\base\\deeper");
-    session.Machine().files.MakeFolder(u"\\\\srv\\share\\in");
+    files.MakeFolder(u"C:\\base\\deeper");
+    files.MakeFolder(u"\\\\srv\\share\\in");
     CHECK(GetDriveTypeW(L"Y:\\") == DRIVE_FIXED);
     CHECK(GetDriveTypeW(L"S:\\") == DRIVE_REMOTE);
   }
@@ -212,32 +183,20 @@ TEST_CASE("the path functions report sizes, errors and drives exactly") {
       CHECK(FailureOf([&] { return QueryDosDeviceW(test.name, buffer, length + 1); }) ==
             ERROR_INSUFFICIENT_BUFFER);
     }
-    for (const wchar_t* const name : {L"Q:", L"C:\\", L"kvaux02"}) {
+    for (const wchar_t* const name : {L"Q:", L"C:\\"}) {
       CHECK(FailureOf([&] { return QueryDosDeviceW(name, buffer, 64); }) == ERROR_FILE_NOT_FOUND);
     }
-    session.Machine().files.WriteFile(u"C:\\kvaux02.sys", "");
-    CHECK(session.Machine().devices.Load(u"kvaux02", u"C:\\kvaux02.sys") == 0);
-    CHECK(QueryDosDeviceW(L"KVAUX02I", buffer, 64) != 0);
-    const DWORD length = QueryDosDeviceW(nullptr, buffer, 64);
-    std::string names = ToUtf8(FromWide(buffer, length));
-    std::replace(names.begin(), names.end(), '\0', '|');
-    CHECK(names == "C:|D:|E:|kvaux02|kvaux02i|L:|N:|S:|X:|Y:||");
   }
+}
 }
 
 TEST_CASE("an 8-bit-only system has the A functions only, in its file code page") {
   Settings settings = Settings::Windows98();
   settings.fileApisUseAnsi = false;
   MachineSession session(settings);
-  wchar_t buffer[64];
-  CHECK(FailureOf([&] { return GetFullPathNameW(L"x", 64, buffer, nullptr); }) == ERROR_CALL_NOT_IMPLEMENTED);
   CHECK(FailureOf([&] { return GetDriveTypeW(L"C:\\"); }) == ERROR_CALL_NOT_IMPLEMENTED);
-  CHECK(FailureOf(INVALID_HANDLE_VALUE, [&] {
-          return CreateFileW(L"C:\\x", GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
-        }) == ERROR_CALL_NOT_IMPLEMENTED);
-  CHECK(FailureOf(INVALID_FILE_ATTRIBUTES, [&] { return GetFileAttributesW(L"C:\\"); }) ==
+  CHECK(FailureOf(INVALID_FILE_ATTRIBUTES, [] { return GetFileAttributesW(L"C:\\"); }) ==
         ERROR_CALL_NOT_IMPLEMENTED);
-
   // 0x81 is a small u with diaeresis in the OEM code page.
   session.Machine().files.WriteFile(u"C:\\\u00FC.txt", "12345");
   CHECK(GetFileAttributesA("C:\\\x81.txt") == FILE_ATTRIBUTE_ARCHIVE);
@@ -248,6 +207,5 @@ TEST_CASE("an 8-bit-only system has the A functions only, in its file code page"
   REQUIRE(find != INVALID_HANDLE_VALUE);
   CHECK((std::string_view(data.cFileName) == "\x81.txt" && data.nFileSizeLow == 5));
   CHECK(FindClose(find) == TRUE);
-  CHECK(SetFileAttributesA("C:\\\x81.txt", FILE_ATTRIBUTE_NORMAL) == TRUE);
   CHECK(DeleteFileA("C:\\\x81.txt") == TRUE);
 }

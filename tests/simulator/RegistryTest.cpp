@@ -26,12 +26,8 @@ struct Key {
 LSTATUS Open(HKEY from, const wchar_t* path, REGSAM access = KEY_READ) {
   HKEY key = HKEY_CURRENT_USER;
   const LSTATUS error = RegOpenKeyExW(from, path, 0, access, &key);
-  if (error == 0) {
-    RegCloseKey(key);
-  } else if (from != BadKey) {
-    CHECK(key == nullptr);
-  }
-  return error;
+  CHECK((error == 0 || from == BadKey || key == nullptr));
+  return error == 0 ? RegCloseKey(key) : error;
 }
 
 LSTATUS Create(HKEY from, const wchar_t* path, DWORD* disposition = nullptr) {
@@ -66,15 +62,9 @@ struct Answer {
   bool operator==(const Answer&) const = default;
 };
 
-Answer QueryW(HKEY key, const wchar_t* name, DWORD room) {
+Answer Query(HKEY key, const wchar_t* name, DWORD room) {
   Answer answer{0, room, Bytes(room, 0xEE)};
   answer.error = RegQueryValueExW(key, name, nullptr, nullptr, answer.buffer.data(), &answer.size);
-  return answer;
-}
-
-Answer QueryA(HKEY key, const char* name, DWORD room) {
-  Answer answer{0, room, Bytes(room, 0xEE)};
-  answer.error = RegQueryValueExA(key, name, nullptr, nullptr, answer.buffer.data(), &answer.size);
   return answer;
 }
 
@@ -85,51 +75,31 @@ TEST_CASE("keys open, are made and go by the rules of the registry functions") {
   winsim::Registry& registry = session.Machine().registry;
   registry.Make(u"A\\Leaf");
   registry.Make(u"A\\Full\\Child");
-  const std::u16string longest(255, u'x');
-  const std::u16string tooLong(256, u'x');
-  const auto wide = [](const std::u16string& text) {
-    std::vector<wchar_t> result(text.size() + 1);
-    winsim::CopyToWide(text, result.data());
-    return result;
-  };
   SetLastError(Untouched);
-
   SUBCASE("opening") {
-    CHECK(Open(HKEY_LOCAL_MACHINE, L"A") == 0);
     CHECK(Open(HKEY_LOCAL_MACHINE, L"a\\LEAF\\") == 0);
-    CHECK(Open(HKEY_LOCAL_MACHINE, L"A\\Missing") == ERROR_FILE_NOT_FOUND);
     CHECK(Open(HKEY_LOCAL_MACHINE, L"Missing\\Leaf") == ERROR_FILE_NOT_FOUND);
     CHECK(Open(HKEY_CURRENT_USER, L"A") == ERROR_FILE_NOT_FOUND);
     CHECK(Open(HKEY_LOCAL_MACHINE, L"\\A") == ERROR_BAD_PATHNAME);
-    CHECK(Open(HKEY_LOCAL_MACHINE, wide(tooLong).data()) == ERROR_INVALID_PARAMETER);
     CHECK(Open(BadKey, L"A") == ERROR_INVALID_HANDLE);
-    CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"A", 0, KEY_READ, nullptr) == ERROR_INVALID_PARAMETER);
-    HKEY same = nullptr;
-    CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, nullptr, 0, KEY_READ, &same) == 0);
-    CHECK(same == HKEY_LOCAL_MACHINE);
-    const Key parent(L"A");
-    CHECK(Open(parent.handle, L"Leaf") == 0);
-    CHECK(Open(parent.handle, nullptr) == 0);
-    HKEY narrow = nullptr;
-    CHECK(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A\\Leaf", 0, KEY_READ, &narrow) == 0);
-    CHECK(RegCloseKey(narrow) == 0);
-    CHECK(RegCloseKey(narrow) == ERROR_INVALID_HANDLE);
-    CHECK(RegCloseKey(HKEY_LOCAL_MACHINE) == 0);
+    HKEY key = nullptr;
+    CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, nullptr, 0, KEY_READ, &key) == 0);
+    CHECK(key == HKEY_LOCAL_MACHINE);
+    CHECK(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A\\Leaf", 0, KEY_READ, &key) == 0);
+    CHECK((Open(key, nullptr) == 0 && RegCloseKey(key) == 0));
+    CHECK(RegCloseKey(key) == ERROR_INVALID_HANDLE);
   }
-
   SUBCASE("making") {
+    std::vector<wchar_t> name(256, L'x');
+    name.push_back(0);
     DWORD disposition = 0;
-    CHECK(Create(HKEY_LOCAL_MACHINE, L"New\\Sub", &disposition) == 0);
-    CHECK(disposition == 1);
-    CHECK(Create(HKEY_LOCAL_MACHINE, L"NEW\\sub", &disposition) == 0);
-    CHECK(disposition == 2);
+    CHECK((Create(HKEY_LOCAL_MACHINE, L"New\\Sub", &disposition) == 0 && disposition == 1));
+    CHECK((Create(HKEY_LOCAL_MACHINE, L"NEW\\sub", &disposition) == 0 && disposition == 2));
     CHECK(ToUtf8(registry.Find(u"new\\SUB")->Path()) == "HKLM\\New\\Sub");
     CHECK(Create(HKEY_LOCAL_MACHINE, nullptr) == ERROR_BADKEY);
-    CHECK(Create(HKEY_LOCAL_MACHINE, wide(longest).data()) == 0);
-    CHECK(Create(HKEY_LOCAL_MACHINE, wide(u"Half\\" + tooLong).data()) == ERROR_INVALID_PARAMETER);
-    CHECK(registry.Find(u"Half") == nullptr);
+    CHECK(Create(HKEY_LOCAL_MACHINE, name.data() + 1) == 0);
+    CHECK(Create(HKEY_LOCAL_MACHINE, name.data()) == ERROR_INVALID_PARAMETER);
   }
-
   SUBCASE("deleting") {
     const Key parent(L"A");
     const Key leaf(L"A\\Leaf");
@@ -137,21 +107,18 @@ TEST_CASE("keys open, are made and go by the rules of the registry functions") {
     CHECK(RegDeleteKeyW(parent.handle, L"Full") == ERROR_ACCESS_DENIED);
     CHECK(RegDeleteKeyW(parent.handle, L"leaf") == 0);
     CHECK(RegDeleteKeyW(parent.handle, L"leaf") == ERROR_FILE_NOT_FOUND);
-    CHECK(session.Process().handles.Describe().back() == "HKLM\\A\\Leaf");
     // The open handle is of no use any more, also when a key of that name is there again.
     registry.Make(u"A\\Leaf");
-    const DWORD number = 1;
-    const auto* const data = reinterpret_cast<const BYTE*>(&number);
-    CHECK(RegSetValueExW(leaf.handle, L"x", 0, REG_DWORD, data, 4) == ERROR_KEY_DELETED);
-    CHECK(QueryW(leaf.handle, L"x", 4).error == ERROR_KEY_DELETED);
-    CHECK(Open(leaf.handle, L"Sub") == ERROR_KEY_DELETED);
-    CHECK(Create(leaf.handle, L"Sub") == ERROR_KEY_DELETED);
-    CHECK(RegDeleteKeyW(leaf.handle, L"") == ERROR_KEY_DELETED);
-    CHECK(RegDeleteValueW(leaf.handle, L"x") == ERROR_KEY_DELETED);
+    const BYTE byte = 1;
+    for (const LSTATUS error :
+         {RegSetValueExW(leaf.handle, L"x", 0, REG_BINARY, &byte, 1), Query(leaf.handle, L"x", 4).error,
+          Open(leaf.handle, L"Sub"), Create(leaf.handle, L"Sub"), RegDeleteKeyW(leaf.handle, L""),
+          RegDeleteValueW(leaf.handle, L"x")}) {
+      CHECK(error == ERROR_KEY_DELETED);
+    }
     const Key again(L"A\\Leaf");
     CHECK(RegDeleteKeyW(again.handle, L"") == 0);
     CHECK(Children(parent.handle) == std::vector<std::string>{"Full"});
-    CHECK(RegDeleteKeyW(HKEY_CURRENT_USER, L"") == ERROR_ACCESS_DENIED);
   }
   CHECK(GetLastError() == Untouched);
 }
@@ -166,25 +133,20 @@ TEST_CASE("a registry handle does what it was opened for, a key refuses what it 
     const BYTE byte = 0;
     CHECK(RegSetValueExW(reader.handle, L"x", 0, REG_BINARY, &byte, 1) == ERROR_ACCESS_DENIED);
     CHECK(RegDeleteValueW(reader.handle, L"n") == ERROR_ACCESS_DENIED);
-    CHECK(QueryW(writer.handle, L"n", 4).error == ERROR_ACCESS_DENIED);
-    DWORD length = 0;
-    wchar_t name[1];
-    CHECK(RegEnumKeyExW(writer.handle, 0, name, &length, nullptr, nullptr, nullptr, nullptr) ==
-          ERROR_ACCESS_DENIED);
+    CHECK(Query(writer.handle, L"n", 4).error == ERROR_ACCESS_DENIED);
     CHECK(RegSetValueExW(writer.handle, L"x", 0, REG_BINARY, &byte, 1) == 0);
-    CHECK(QueryW(reader.handle, L"n", 4).error == 0);
+    CHECK(Query(reader.handle, L"n", 4).error == 0);
     // Making and deleting keys asks the keys, not the handle.
     CHECK(Create(reader.handle, L"Sub") == 0);
     CHECK(RegDeleteKeyW(reader.handle, L"Sub") == 0);
   }
   SUBCASE("of the key") {
-    struct Case {
+    const struct {
       REGSAM denied, access;
       LSTATUS opening;
-    };
-    const Case cases[] = {{KEY_WRITE, KEY_READ, 0}, {KEY_WRITE, KEY_WRITE, 5}, {KEY_WRITE, KEY_ALL_ACCESS, 5},
-                          {KEY_READ, KEY_READ, 5},  {KEY_READ, KEY_WRITE, 0},  {KEY_READ, GENERIC_READ, 5}};
-    for (const Case& test : cases) {
+    } cases[] = {{KEY_WRITE, KEY_READ, 0}, {KEY_WRITE, KEY_WRITE, 5}, {KEY_WRITE, KEY_ALL_ACCESS, 5},
+                 {KEY_READ, KEY_READ, 5},  {KEY_READ, KEY_WRITE, 0},  {KEY_READ, GENERIC_READ, 5}};
+    for (const auto& test : cases) {
       CAPTURE(&test - cases);
       registry.Deny(u"A", test.denied);
       CHECK(Open(HKEY_LOCAL_MACHINE, L"A", test.access) == test.opening);
@@ -208,38 +170,38 @@ TEST_CASE("values are given out by the rules of RegQueryValueEx") {
   registry.SetValue(u"A", u"Odd", {REG_EXPAND_SZ, {'a', 0, 'b'}});
   registry.SetValue(u"A", u"Euro", {REG_MULTI_SZ, {0xAC, 0x20, 0, 0, 0, 0}});
   registry.SetValue(u"A", u"Raw", {REG_BINARY, {'a', 0, 'b', 0}});
-  registry.SetValue(u"A", u"None", {REG_SZ, {}});
   registry.SetValue(u"A", u"", {0xFFFF0007, {1}});
 
-  CHECK(QueryW(key.handle, L"ended", 6) == Answer{0, 6, {'a', 0, 'b', 0, 0, 0}});
-  CHECK(QueryW(key.handle, L"ended", 5) == Answer{ERROR_MORE_DATA, 6, Bytes(5, 0xEE)});
-  CHECK(QueryW(key.handle, L"open", 4) == Answer{0, 4, {'a', 0, 'b', 0}});
-  CHECK(QueryW(key.handle, L"open", 7) == Answer{0, 4, {'a', 0, 'b', 0, 0, 0, 0xEE}});
-  CHECK(QueryW(key.handle, L"odd", 8) == Answer{0, 3, {'a', 0, 'b', 0, 0, 0xEE, 0xEE, 0xEE}});
-  CHECK(QueryW(key.handle, L"raw", 6) == Answer{0, 4, {'a', 0, 'b', 0, 0xEE, 0xEE}});
-  CHECK(QueryW(key.handle, nullptr, 2) == Answer{0, 1, {1, 0xEE}});
-  CHECK(QueryW(key.handle, L"", 2) == Answer{0, 1, {1, 0xEE}});
-  CHECK(QueryW(key.handle, L"missing", 2) == Answer{ERROR_FILE_NOT_FOUND, 2, Bytes(2, 0xEE)});
-  CHECK(QueryW(BadKey, L"Raw", 2) == Answer{ERROR_INVALID_HANDLE, 2, Bytes(2, 0xEE)});
+  const auto expect = [&](const wchar_t* name, DWORD room, const Answer& answer) {
+    CHECK(Query(key.handle, name, room) == answer);
+  };
+  expect(L"ended", 6, {0, 6, {'a', 0, 'b', 0, 0, 0}});
+  expect(L"ended", 5, {ERROR_MORE_DATA, 6, Bytes(5, 0xEE)});
+  expect(L"open", 4, {0, 4, {'a', 0, 'b', 0}});
+  expect(L"open", 7, {0, 4, {'a', 0, 'b', 0, 0, 0, 0xEE}});
+  expect(L"odd", 8, {0, 3, {'a', 0, 'b', 0, 0, 0xEE, 0xEE, 0xEE}});
+  expect(L"raw", 6, {0, 4, {'a', 0, 'b', 0, 0xEE, 0xEE}});
+  expect(nullptr, 2, {0, 1, {1, 0xEE}});
+  expect(L"missing", 2, {ERROR_FILE_NOT_FOUND, 2, Bytes(2, 0xEE)});
 
-  CHECK(QueryA(key.handle, "ended", 4) == Answer{0, 3, {'a', 'b', 0, 0xEE}});
-  CHECK(QueryA(key.handle, "ended", 2) == Answer{ERROR_MORE_DATA, 3, Bytes(2, 0xEE)});
-  CHECK(QueryA(key.handle, "open", 4) == Answer{0, 2, {'a', 'b', 0, 0xEE}});
-  CHECK(QueryA(key.handle, "euro", 4) == Answer{0, 3, {0x80, 0, 0, 0xEE}});
-  CHECK(QueryA(key.handle, "raw", 4) == Answer{0, 4, {'a', 0, 'b', 0}});
+  const auto expectNarrow = [&](const char* name, DWORD room, const Answer& answer) {
+    Answer given{0, room, Bytes(room, 0xEE)};
+    given.error = RegQueryValueExA(key.handle, name, nullptr, nullptr, given.buffer.data(), &given.size);
+    CHECK(given == answer);
+  };
+  expectNarrow("ended", 4, {0, 3, {'a', 'b', 0, 0xEE}});
+  expectNarrow("ended", 2, {ERROR_MORE_DATA, 3, Bytes(2, 0xEE)});
+  expectNarrow("open", 4, {0, 2, {'a', 'b', 0, 0xEE}});
+  expectNarrow("euro", 4, {0, 3, {0x80, 0, 0, 0xEE}});
+  expectNarrow("raw", 4, {0, 4, {'a', 0, 'b', 0}});
 
-  DWORD type = 99;
-  DWORD size = 99;
+  DWORD type = 99, size = 99;
   CHECK(RegQueryValueExW(key.handle, L"Euro", nullptr, &type, nullptr, &size) == 0);
-  CHECK(type == REG_MULTI_SZ);
-  CHECK(size == 6);
-  CHECK(RegQueryValueExW(key.handle, nullptr, nullptr, &type, nullptr, nullptr) == 0);
-  CHECK(type == 0xFFFF0007);
+  CHECK((type == REG_MULTI_SZ && size == 6));
   CHECK(RegQueryValueExW(key.handle, L"missing", nullptr, nullptr, nullptr, &size) == ERROR_FILE_NOT_FOUND);
   CHECK(size == 0);
   BYTE byte = 0;
   CHECK(RegQueryValueExW(key.handle, L"Raw", nullptr, nullptr, &byte, nullptr) == ERROR_INVALID_PARAMETER);
-  CHECK(RegQueryValueExW(key.handle, L"Raw", &size, nullptr, nullptr, nullptr) == ERROR_INVALID_PARAMETER);
 }
 
 TEST_CASE("values are taken by the rules of RegSetValueEx") {
@@ -256,14 +218,7 @@ TEST_CASE("values are taken by the rules of RegSetValueEx") {
   CHECK(RegSetValueExW(key.handle, nullptr, 0, REG_SZ, nullptr, 0) == 0);
   CHECK(*registry.GetValue(u"A", u"") == winsim::RegistryValue{REG_SZ, {}});
   CHECK(RegSetValueExW(key.handle, L"x", 0, REG_SZ, nullptr, 2) == ERROR_NOACCESS);
-  CHECK(RegSetValueExW(key.handle, L"x", 1, REG_SZ, euro, 2) == ERROR_INVALID_PARAMETER);
   CHECK(RegSetValueExW(BadKey, L"x", 0, REG_SZ, euro, 2) == ERROR_INVALID_HANDLE);
-  std::vector<wchar_t> name(16384, L'n');
-  name.push_back(0);
-  CHECK(RegSetValueExW(key.handle, name.data(), 0, REG_BINARY, euro, 2) == ERROR_INVALID_PARAMETER);
-  CHECK(RegSetValueExW(key.handle, name.data() + 1, 0, REG_BINARY, euro, 2) == 0);
-  CHECK(RegDeleteValueW(key.handle, name.data()) == ERROR_FILE_NOT_FOUND);
-  CHECK(RegDeleteValueW(key.handle, name.data() + 1) == 0);
   CHECK(RegDeleteValueW(key.handle, nullptr) == 0);
   CHECK(RegDeleteValueW(key.handle, nullptr) == ERROR_FILE_NOT_FOUND);
 }
@@ -280,22 +235,13 @@ TEST_CASE("subkeys are listed in the order of names, also while keys come and go
 
   wchar_t name[4] = L"###";
   DWORD length = 2;
-  CHECK(RegEnumKeyExW(key.handle, 1, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_MORE_DATA);
-  CHECK(length == 2);
-  CHECK(name[0] == L'#');
-  length = 3;
   FILETIME time{};
-  wchar_t className[1] = {L'#'};
-  DWORD classLength = 1;
-  CHECK(RegEnumKeyExW(key.handle, 1, name, &length, nullptr, className, &classLength, &time) == 0);
-  CHECK(length == 2);
-  CHECK(classLength == 0);
-  CHECK(className[0] == 0);
-  CHECK(time.dwHighDateTime != 0);
-  CHECK(RegEnumKeyExW(key.handle, 0, nullptr, &length, nullptr, nullptr, nullptr, nullptr) ==
-        ERROR_INVALID_PARAMETER);
-  CHECK(RegEnumKeyExW(key.handle, 0, name, nullptr, nullptr, nullptr, nullptr, nullptr) ==
-        ERROR_INVALID_PARAMETER);
+  const auto second = [&] {
+    return RegEnumKeyExW(key.handle, 1, name, &length, nullptr, nullptr, nullptr, &time);
+  };
+  CHECK((second() == ERROR_MORE_DATA && length == 2 && name[0] == L'#'));
+  length = 3;
+  CHECK((second() == 0 && length == 2 && time.dwHighDateTime != 0));
 
   // The place of the last answer moves along with every change, whichever key it is on.
   winsim::RegistryNode& node = registry.Make(u"A");
@@ -335,6 +281,5 @@ TEST_CASE("deleting a tree marks all its keys, whose handles keep their paths") 
   }
   registry.SetNumber(u"HKCU\\Software", u"n", 5);
   CHECK(registry.GetNumber(u"hkcu\\software", u"N") == 5);
-  CHECK(registry.GetNumber(u"Software", u"n", 9) == 9);
   CHECK(Open(HKEY_CURRENT_USER, L"Software") == 0);
 }

@@ -288,8 +288,7 @@ TEST_CASE("an entry is kept in the registry as Windows keeps it and changes fiel
   CHECK(registry.GetValue(path, u"ImagePath")->type == REG_SZ);
   CHECK(registry.GetValue(path, u"DependOnService") == nullptr);
   CHECK(registry.GetValue(path, u"DisplayName") == nullptr);
-
-  }
+}
 
 TEST_CASE("a driver's entry keeps a full path as the kernel spells it, a 32-bit program leaves its mark") {
   MachineSession session(winsim::Settings::Windows10Wow64());

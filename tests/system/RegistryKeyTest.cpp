@@ -1,164 +1,181 @@
+#include "system/RegistryKey.h"
+
 #include <doctest/doctest.h>
 
 #include <string>
+#include <tuple>
+#include <vector>
 
-#include "support/SystemSession.h"
 #include "support/Utf8.h"
-#include "system/RegistryKey.h"
-#include "system/Thrown.h"
+#include "system/ErrorCases.h"
 
 namespace {
 
 using LCommon::System::RegistryKey;
 using Value = RegistryKey::Value;
 
-constexpr wchar_t testKeyName[] = L"Software\\kvdel01 tests";
+const auto denied = Throws<RegistryKey::AccessDeniedException>(5);
 
-/// A key of the test's own, gone with the test.
-class TestKey {
- public:
-  TestKey() : m_key(RegistryKey::LocalMachine()->Create(testKeyName, KEY_ALL_ACCESS)) {}
-  ~TestKey() {
-    m_key = nullptr;
-    RegistryKey::LocalMachine()->DeleteTree(testKeyName);
-  }
-  RegistryKey* operator->() { return m_key.Get(); }
-
- private:
-  LPtrRef<RegistryKey> m_key;
-};
-
-std::string Names(const LUnicodeStringArray& names) {
-  std::string joined;
-  for (unsigned int index = 0; index < names.Length(); ++index) {
-    joined += Utf8(names[index]) + "|";
-  }
-  return joined;
-}
-
-std::string Stored(LPtrRef<Value> value) {
-  const LBuffer data = value->GetData();
-  return {reinterpret_cast<const char*>(data.Data()), data.Size()};
-}
-
-/// `size` bytes that are not all the same.
-LBuffer Pattern(unsigned int size) {
-  LBuffer data;
-  for (unsigned int index = 0; index < size; ++index) {
-    data.Insert(index, static_cast<unsigned char>(index * 7 + 1), 1);
-  }
-  return data;
+LPtrRef<RegistryKey> TestKey() {
+  return RegistryKey::LocalMachine()->Create(L"Software\\Test", KEY_ALL_ACCESS);
 }
 
 }  // namespace
 
-TEST_CASE("values come back as they were written, with type and size") {
+TEST_CASE("every registry error becomes the exception of its operation") {
   SystemSession session;
-  TestKey key;
+  const LPtrRef<RegistryKey> key = TestKey(), child = key->Create(L"Child", KEY_ALL_ACCESS);
+  child->SetInt32Value(L"n", 1);
+  const ErrorCase noKey = Throws<RegistryKey::KeyNotFoundException>(2);
+  const ErrorCase noValue = Throws<RegistryKey::ValueNotFoundException>(2);
+  const ErrorCase grows = {234, "nothing"};
+  const auto check = [&](const char* function, std::initializer_list<ErrorCase> cases, auto operation) {
+    CheckErrors<RegistryKey::Exception>(session, function, cases, operation);
+  };
+  check("RegCreateKeyExW", {denied}, [&] { key->Create(L"New", KEY_READ); });
+  check("RegOpenKeyExW", {denied, noKey}, [&] { key->Open(L"Child", KEY_READ); });
+  check("RegOpenKeyExW", {denied, {2, "nothing"}}, [&] {
+    const bool exists = key->IsChildExist(L"Child");
+    CHECK_FALSE(exists);
+  });
+  check("RegDeleteKeyW", {denied, noKey}, [&] { key->Delete(L"Child"); });
+  check("RegDeleteValueW", {denied, noValue}, [&] { child->DeleteValue(L"n"); });
+  check("RegQueryValueExW", {denied, noValue, grows}, [&] { child->GetValue(L"n"); });
+  check("RegSetValueExW", {denied}, [&] { child->SetInt32Value(L"n", 2); });
+  check("RegEnumKeyExW", {denied, grows, {259, "nothing"}}, [&] { key->GetChilds(); });
+  CHECK(child->GetValue(L"n")->GetInt32Data() == 1);
+}
+
+TEST_CASE("values come back as they were written, a missing one as the fallback") {
+  SystemSession session;
+  const LPtrRef<RegistryKey> key = TestKey();
   key->SetInt32Value(L"Number", 0x80000001u);
   key->SetStringValue(L"Text", L"some text");
   key->SetExpandStringValue(L"Path", L"%SystemRoot%\\x");
-  key->SetStringValue(L"Empty", L"");
   key->SetStringValue(L"", L"of the key itself");
+  key->SetBinaryValue(L"Data", LBuffer("\1\0\2", 3));
   key->SetValue(L"Other", LMakeRef<Value>(7u, LBuffer(L"a\0b\0", 10)));
-
   CHECK(key->GetValue(L"number")->GetInt32Data() == 0x80000001u);
   CHECK(Utf8(key->GetValue(L"Text")->GetStringData()) == "some text");
   CHECK(Utf8(key->GetValue(L"Path")->GetExpandStringData()) == "%SystemRoot%\\x");
-  CHECK(key->GetValue(L"Empty")->GetData().Size() == 2);
   CHECK(Utf8(key->GetValue(L"")->GetStringData()) == "of the key itself");
+  CHECK(key->GetValue(L"Data")->GetBinaryData().Size() == 3);
   CHECK(key->GetValue(L"Other")->GetType() == 7);
   CHECK(key->GetValue(L"Other")->GetData().Size() == 10);
-
-  for (const unsigned int size : {0u, 1u, 31u, 32u, 33u, 100u, 5000u}) {
-    CAPTURE(size);
-    const LBuffer data = Pattern(size);
-    key->SetBinaryValue(L"Data", data);
-    CHECK(Stored(key->GetValue(L"Data")) == Stored(LMakeRef<Value>(data)));
-  }
-}
-
-TEST_CASE("what does not exist is told apart from what does") {
-  SystemSession session;
-  TestKey key;
-  const auto keyMissing = Exactly<RegistryKey::KeyNotFoundException>(2);
-  const auto valueMissing = Exactly<RegistryKey::ValueNotFoundException>(2);
-  CHECK(Thrown([&] { key->Open(L"None", KEY_READ); }) == keyMissing);
-  CHECK(Thrown([&] { key->Delete(L"None"); }) == keyMissing);
-  CHECK(Thrown([&] { key->DeleteTree(L"None"); }) == keyMissing);
-  CHECK(Thrown([&] { key->GetValue(L"None"); }) == valueMissing);
-  CHECK(Thrown([&] { key->DeleteValue(L"None"); }) == valueMissing);
-  CHECK_FALSE(key->IsChildExist(L"None"));
 
   const LPtrRef<Value> fallback = LMakeRef<Value>(5u);
   CHECK(key->GetValue(L"None", fallback).Get() == fallback.Get());
   CHECK_FALSE(key->GetValue(L"None", nullptr).Valid());
-  key->SetInt32Value(L"None", 6);
-  CHECK(key->GetValue(L"None", fallback)->GetInt32Data() == 6);
-  key->DeleteValue(L"None");
-  CHECK(Thrown([&] { key->GetValue(L"None"); }) == valueMissing);
-}
-
-TEST_CASE("creating a key makes its ancestors and opens what exists") {
-  SystemSession session;
-  TestKey key;
-  key->Create(L"A\\B", KEY_WRITE)->SetInt32Value(L"n", 1);
-  CHECK(key->IsChildExist(L"a"));
-  CHECK(key->Create(L"a\\b", KEY_READ)->GetValue(L"n")->GetInt32Data() == 1);
+  CHECK(key->GetValue(L"Number", fallback)->GetInt32Data() == 0x80000001u);
+  key->DeleteValue(L"Number");
+  CHECK(key->GetValue(L"Number", fallback).Get() == fallback.Get());
 }
 
 TEST_CASE("a key allows what it was opened for") {
   SystemSession session;
-  TestKey key;
-  const auto denied = Exactly<RegistryKey::AccessDeniedException>(5);
-  const LPtrRef<RegistryKey> reader = key->Open(KEY_READ);
-  CHECK(Thrown([&] { reader->SetInt32Value(L"n", 1); }) == denied);
-  const LPtrRef<RegistryKey> writer = reader->Open(KEY_WRITE);
+  const LPtrRef<RegistryKey> reader = TestKey()->Open(KEY_READ), writer = reader->Open(KEY_WRITE);
+  CHECK(Thrown([&] { reader->SetInt32Value(L"n", 1); }) == denied.outcome);
   writer->SetInt32Value(L"n", 2);
-  CHECK(Thrown([&] { writer->GetValue(L"n"); }) == denied);
-  CHECK(Thrown([&] { writer->GetChilds(); }) == denied);
+  CHECK(Thrown([&] { writer->GetValue(L"n"); }) == denied.outcome);
   CHECK(reader->GetValue(L"n")->GetInt32Data() == 2);
 }
 
-TEST_CASE("all direct subkeys are listed in order, however long their names are") {
+TEST_CASE("a value is read with the size that the registry reports, or else with twice the room") {
   SystemSession session;
-  TestKey key;
-  CHECK(Names(key->GetChilds()) == "");
-  std::string expected;
-  unsigned int index = 0;
-  for (const unsigned int length : {255u, 1u, 31u, 32u, 33u, 64u, 65u, 130u}) {
-    const std::string name(length, static_cast<char>('a' + index++));
-    expected += name + "|";
-    key->Create(Utf16(name), KEY_READ);
+  winsim::Machine& machine = session.Machine();
+  const LPtrRef<RegistryKey> key = TestKey();
+  // A registry that says "more data" without reporting a larger size gets twice the room: 32, 64, 128 bytes.
+  const std::tuple<unsigned int, unsigned int, std::size_t> cases[] = {
+      {0, 0, 1}, {32, 0, 1}, {33, 0, 2}, {5000, 0, 2}, {64, 1, 2}, {65, 1, 3}, {128, 2, 3}, {129, 2, 4}};
+  for (const auto& [size, refusals, calls] : cases) {
+    CAPTURE(size);
+    const winsim::Bytes bytes(size, 7);
+    machine.registry.SetBinary(u"Software\\Test", u"n", bytes);
+    machine.gate.StartTrace();
+    machine.gate.FailFunction("RegQueryValueExW", 234, refusals);
+    const LBuffer data = key->GetValue(L"n")->GetData();
+    CHECK((winsim::Bytes(data.Data(), data.Data() + data.Size()) == bytes));
+    CHECK(session.Trace("RegQueryValueExW").size() == calls);
+    machine.gate.Restore();
   }
-  key->Create(L"b\\not direct", KEY_READ);
-  CHECK(Names(key->GetChilds()) == expected);
 }
 
-TEST_CASE("deleting a tree takes everything below the key and nothing beside it") {
+TEST_CASE("all direct subkeys are listed, and a long name doubles the room for that subkey only") {
   SystemSession session;
-  TestKey key;
-  for (const wchar_t* path : {L"Tree\\1\\x", L"Tree\\1\\y", L"Tree\\2", L"Tree2\\1"}) {
-    key->Create(path, KEY_WRITE)->SetInt32Value(L"n", 1);
+  winsim::Registry& registry = session.Machine().registry;
+  // The call behind the last name is the one that finds no more.
+  const std::pair<std::vector<unsigned int>, std::size_t> cases[] = {
+      {{}, 1},    {{32}, 2},  {{33}, 3},  {{64}, 3},    {{65}, 4},
+      {{128}, 4}, {{129}, 5}, {{255}, 5}, {{33, 1}, 4}, {{1, 65, 33}, 7}};
+  for (const auto& [lengths, calls] : cases) {
+    CAPTURE(calls);
+    registry.DeleteTree(u"Software\\Test");
+    const LPtrRef<RegistryKey> key = TestKey();
+    char letter = 'a';
+    std::vector<std::string> expected;
+    for (const unsigned int length : lengths) {
+      expected.push_back(std::string(length, letter++));
+      key->Create(Utf16(expected.back() + "\\not direct"), KEY_READ);
+    }
+    session.Machine().gate.StartTrace();
+    const LUnicodeStringArray found = key->GetChilds();
+    std::vector<std::string> names;
+    for (unsigned int index = 0; index < found.Length(); ++index) {
+      names.push_back(Utf8(found[index]));
+    }
+    CHECK(names == expected);
+    CHECK(session.Trace("RegEnumKeyExW").size() == calls);
   }
-  CHECK(Thrown([&] { key->Delete(L"Tree"); }) == Exactly<RegistryKey::AccessDeniedException>(5));
-  key->DeleteTree(L"Tree");
-  CHECK(Names(key->GetChilds()) == "Tree2|");
-  CHECK(Names(key->Open(L"Tree2", KEY_READ)->GetChilds()) == "1|");
 }
 
-TEST_CASE("keys that share a handle close it together, and the root stays open") {
+TEST_CASE(
+    "deleting a tree takes all below the key; a subkey that vanishes meanwhile is no failure, other trouble "
+    "ends it") {
   SystemSession session;
-  TestKey key;
-  const LPtrRef<RegistryKey::Handle> handle = LMakeRef<RegistryKey::Handle>();
-  REQUIRE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, testKeyName, 0, KEY_ALL_ACCESS, handle->Receive()) == 0);
-  LPtrRef<RegistryKey> first = LMakeRef<RegistryKey>(handle);
-  const LPtrRef<RegistryKey> second = LMakeRef<RegistryKey>(handle);
+  winsim::Machine& machine = session.Machine();
+  const LPtrRef<RegistryKey> key = TestKey();
+  for (const wchar_t* path : {L"Tree\\1", L"Tree\\2\\x", L"Tree\\3", L"Tree2\\1"}) {
+    key->Create(path, KEY_WRITE);
+  }
+  const auto left = [&] {
+    std::string names;
+    for (const char16_t* path : {u"Tree", u"Tree\\1", u"Tree\\2", u"Tree\\2\\x", u"Tree\\3", u"Tree2\\1"}) {
+      if (machine.registry.Find(std::u16string(u"Software\\Test\\") + path))
+        names += Utf8(SystemText(path)) + " ";
+    }
+    return names;
+  };
+  SUBCASE("whole") {
+    CHECK(Thrown([&] { key->Delete(L"Tree"); }) == denied.outcome);
+    key->DeleteTree(L"Tree");
+    CHECK(left() == "Tree2\\1 ");
+  }
+  SUBCASE("vanished") {
+    // The second opening is that of the first child; the key itself then still has that child.
+    machine.gate.FailFunction("RegOpenKeyExW", 2, 1, 1);
+    CHECK(Thrown([&] { key->DeleteTree(L"Tree"); }) == denied.outcome);
+    CHECK(left() == "Tree Tree\\1 Tree2\\1 ");
+  }
+  SUBCASE("refused") {
+    machine.registry.Deny(u"Software\\Test\\Tree\\2", KEY_SET_VALUE);
+    CHECK(Thrown([&] { key->DeleteTree(L"Tree"); }) == denied.outcome);
+    CHECK(left() == "Tree Tree\\2 Tree\\2\\x Tree\\3 Tree2\\1 ");
+  }
+}
+
+TEST_CASE(
+    "a handle is closed once, by the last key that shares it; the predefined roots and no handle never") {
+  SystemSession session;
+  RegistryKey::LocalMachine();
+  LMakeRef<RegistryKey::Handle>(HKEY_CURRENT_USER);
+  LPtrRef<RegistryKey::Handle> handle = LMakeRef<RegistryKey::Handle>();
+  REQUIRE(RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Test", 0, nullptr, 0, KEY_READ, nullptr,
+                          handle->Receive(), nullptr) == 0);
+  LPtrRef<RegistryKey> first = LMakeRef<RegistryKey>(handle), second = LMakeRef<RegistryKey>(handle);
+  handle = nullptr;
   first = nullptr;
-  second->SetInt32Value(L"n", 3);
-  CHECK(key->GetValue(L"n")->GetInt32Data() == 3);
-
-  for (int round = 0; round < 2; ++round) {
-    CHECK(RegistryKey::LocalMachine()->IsChildExist(testKeyName));
-  }
+  LMakeRef<RegistryKey::Handle>();
+  CHECK(TraceText(session, "RegCloseKey") == "");
+  second = nullptr;
+  CHECK(TraceText(session, "RegCloseKey") == "RegCloseKey(HKLM\\Software\\Test)\n");
 }
