@@ -16,7 +16,7 @@ struct Handles {
 
 /// Waits again for the rest of the time whenever a queued procedure call ended the platform's wait.
 DWORD WaitAlertably(const Handles& handles, unsigned int waitAll, unsigned int timeout) {
-  const DWORD start = GetTickCount();
+  const DWORD start = timeout == INFINITE ? 0 : GetTickCount();
   DWORD remaining = timeout;
   for (;;) {
     const DWORD result = handles.Wait(waitAll, remaining, TRUE);

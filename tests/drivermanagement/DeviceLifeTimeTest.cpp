@@ -5,10 +5,9 @@
 #include "RegistryText.h"
 #include "support/FailedCondition.h"
 #include "support/SystemSession.h"
-#include "system/File.h"
+#include "system/RegistryKey.h"
 
 using namespace DriverManagement;
-using LCommon::System::File;
 using LCommon::System::RegistryKey;
 
 namespace {
@@ -80,7 +79,6 @@ TEST_CASE("a client without the right to write hands its request to the driver")
   winsim::Registry& registry = session.Machine().registry;
   DriverLifeTime client(L"id", RemoteFile);
   client.Attach(1);
-  CHECK(session.behaviour.requests.empty());
   const std::string record = RegistryText(registry, ServicePath);
 
   for (const char16_t* const key : {u"", u"\\LifeTime"})
@@ -96,10 +94,8 @@ TEST_CASE("a client without the right to write hands its request to the driver")
 
   session.behaviour.otherCodes = 31;
   CHECK_THROWS_AS(client.Attach(1), RegistryKey::AccessDeniedException);
-  CHECK_THROWS_AS(client.Detach(), RegistryKey::AccessDeniedException);
   session.Machine().devices.Unload(u"drv");
-  CHECK_THROWS_AS(client.Attach(1), RegistryKey::AccessDeniedException);
-  CHECK_THROWS_AS(client.AttachThroughDevice(1), File::NotFoundException);
+  CHECK_THROWS_AS(client.Detach(), RegistryKey::AccessDeniedException);
   registry.DeleteTree(ServicePath);
   CHECK_THROWS_AS(client.Attach(1), BaseLifeTime::ObjectNotFoundException);
 }

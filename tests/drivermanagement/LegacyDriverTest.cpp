@@ -4,7 +4,6 @@
 
 #include "RegistryText.h"
 #include "drivermanagement/LegacyDriverRegistration.h"
-#include "drivermanagement/LogSource.h"
 #include "drivermanagement/Module.h"
 #include "drivermanagement/Service.h"
 #include "support/SystemSession.h"
@@ -12,6 +11,7 @@
 #include "system/ServiceControl.h"
 
 using namespace DriverManagement;
+using Stop = winsim::DriverBehaviour::Stop;
 namespace ServiceControl = LCommon::System::ServiceControl;
 
 namespace {
@@ -19,57 +19,32 @@ namespace {
 constexpr const char16_t* ImagePath = u"C:\\Windows\\system32\\drivers\\drv.sys";
 constexpr const char16_t* ServicesPath = u"System\\CurrentControlSet\\Services";
 constexpr const char16_t* RecordPath = u"System\\CurrentControlSet\\Services\\drv\\LifeTime";
-constexpr std::uint32_t StateCode = 0x91012400;
 
-class Registration : public BaseLegacyDriverRegistration {
- public:
+struct Registration : BaseLegacyDriverRegistration {
   Registration()
       : BaseLegacyDriverRegistration(L"drv", L"A driver", L"", SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
                                      L"system32\\drivers\\drv.sys", L"", LUnicodeStringArray()) {}
 };
 
-// A driver made of real parts.
-class Driver : public BaseLegacyDriver {
- public:
-  explicit Driver(LPtrRef<TestContainer> container)
-      : BaseLegacyDriver(L"drv", LMakeRef<GenericLifeTime>(L"drv", L"client", L"C:\\Windows"),
-                         LMakeRef<BaseDriverModule>(L"drv.sys", container), LMakeRef<Registration>()),
-        m_container(container) {
-    m_components->Add(LMakeRef<BaseLogSource>(L"System", L"drv", 0u, 7u, L"", L"%SystemRoot%\\drv.sys", L""));
-  }
+// A driver or a service over the same real parts: the service control manager runs both alike.
+template <class Base>
+struct Real : Base {
+  template <class... Parts>
+  explicit Real(winsim::Devices& its, Parts... parts)
+      : Base(L"drv", parts..., LMakeRef<Registration>()), devices(its) {}
 
-  unsigned int IsActive() override { return IsDeviceExist(L"\\\\.\\drvi"); }
-  unsigned int IsActiveUpToDate() override {
-    return IsDriverStateUpToDate(L"\\\\.\\drvi", StateCode, m_container->GetBuildType(),
-                                 m_container->GetVersion(), m_container->GetTargetOsVersion());
-  }
-
- private:
-  const LPtrRef<TestContainer> m_container;
-};
-
-// A service over the same entry: the service control manager runs drivers and processes alike.
-class RunningService : public BaseService {
- public:
-  explicit RunningService(winsim::Devices& devices)
-      : BaseService(L"drv", LMakeRef<BaseDriverModule>(L"drv.sys", LMakeRef<NullPeModuleContainer>()),
-                    LMakeRef<Registration>()),
-        m_devices(devices) {}
-
+  winsim::Devices& devices;
   unsigned int expected = 1;
-  unsigned int IsActive() override { return m_devices.IsLoaded(u"drv"); }
+  unsigned int IsActive() override { return devices.IsLoaded(u"drv"); }
   unsigned int IsActiveUpToDate() override { return IsActive() && expected; }
-
- private:
-  winsim::Devices& m_devices;
 };
 
 struct DriverSession : SystemSession {
   winsim::Machine& machine = Machine();
   winsim::DriverBehaviour& behaviour = machine.devices.Behaviour(u"drv");
   LPtrRef<TestContainer> container = LMakeRef<TestContainer>();
-
-  DriverSession() { behaviour.replies[StateCode] = {}; }
+  LPtrRef<BaseDriverModule> module = LMakeRef<BaseDriverModule>(L"drv.sys", container);
+  LPtrRef<GenericLifeTime> lifeTime = LMakeRef<GenericLifeTime>(L"drv", L"client", L"C:\\Windows");
 
   std::string Services() { return RegistryText(machine.registry, ServicesPath); }
 
@@ -78,9 +53,8 @@ struct DriverSession : SystemSession {
     std::string changes;
     for (const winsim::TraceEntry& call : machine.gate.TakeTrace()) {
       for (const char* const function : {"StartServiceW", "ControlService", "RegDeleteKeyW", "DeleteService",
-                                         "SetupDiCallClassInstaller", "DeleteFileW", "MoveFileExW"}) {
+                                         "SetupDiCallClassInstaller", "DeleteFileW", "MoveFileExW"})
         if (call.function == function) changes += call.function + " ";
-      }
     }
     machine.gate.StartTrace();
     return changes;
@@ -89,93 +63,67 @@ struct DriverSession : SystemSession {
 
 }  // namespace
 
-TEST_CASE("a driver is installed, kept while claimed, and leaves nothing behind") {
+TEST_CASE("a driver is installed, kept while claimed or in use, and leaves nothing behind") {
   DriverSession session;
-  Driver driver(session.container);
+  Real<BaseLegacyDriver> driver(session.machine.devices, session.lifeTime, session.module);
   const std::string before = session.Services();
-  CHECK(driver.IsInstalled() == 0);
-  CHECK(driver.Purge(1) == BaseObject::purgeNotInstalled);
-
   CHECK(driver.Install(1) == BaseObject::installDone);
   CHECK(session.machine.devices.IsLoaded(u"drv"));
-  CHECK(session.machine.files.Read(ImagePath) == session.container->body);
   CHECK(RegistryText(session.machine.registry, RecordPath) == "Auto=1 client{File=\"C:\\Windows\" Mode=0}");
-  CHECK(driver.IsInstalledUpToDate() == 1);
   CHECK(driver.Install(1) == BaseObject::installUpToDate);
   session.machine.deviceNodes.AddLegacy(u"drv");
   session.Changes();
-
-  const std::string installed = session.Services();
   CHECK(driver.Purge(1) == BaseObject::purgeStillNeeded);
-  CHECK(session.Services() == installed);
   CHECK(session.Changes() == "");
 
-  CHECK(driver.Uninstall(1) == BaseObject::uninstallDone);
-  CHECK(session.Changes() ==
-        "RegDeleteKeyW ControlService RegDeleteKeyW DeleteService SetupDiCallClassInstaller DeleteFileW ");
-  CHECK(session.Services() == before);
-  CHECK_FALSE(session.machine.files.Exists(ImagePath));
-  CHECK(session.machine.devices.Loaded().empty());
-  CHECK(session.machine.deviceNodes.Instances(std::nullopt).empty());
-}
-
-TEST_CASE("a driver that does not unload goes with the restart, one in use stays whole") {
-  DriverSession session;
-  Driver driver(session.container);
-  driver.Install(1);
-  session.machine.registry.DeleteTree(std::u16string(RecordPath) + u"\\client");
-  session.Changes();
-
-  session.behaviour.stop = winsim::DriverBehaviour::Stop::staysPending;
-  const std::string installed = session.Services();
+  session.behaviour.stop = Stop::staysPending;
   try {
-    driver.Purge(1);
+    driver.Uninstall(1);
     FAIL("a driver in use was removed");
   } catch (const BaseObject::UsageConflictException& exception) {
     CHECK(exception.Line() == 71);
     CHECK(std::string(exception.Function()) ==
           "unsigned int __cdecl DriverManagement::BaseLegacyDriver::Stop(void)");
   }
-  CHECK(session.Changes() == "ControlService ");
-  CHECK(session.Services() == installed);
-
+  CHECK(session.Changes() == "RegDeleteKeyW ControlService ");
   session.machine.devices.Unload(u"drv");
-  session.behaviour.stop = winsim::DriverBehaviour::Stop::refuses;
+  session.behaviour.stop = Stop::stops;
   driver.Start();
   session.Changes();
-  CHECK(driver.Purge(1) == BaseObject::purgeDoneReboot);
-  CHECK(session.Changes() == "ControlService RegDeleteKeyW DeleteService DeleteFileW MoveFileExW ");
-  CHECK(session.machine.files.Exists(ImagePath));
+  CHECK(driver.Purge(1) == BaseObject::purgeDone);
+  CHECK(session.Changes() == "ControlService DeleteService SetupDiCallClassInstaller DeleteFileW ");
+  CHECK(session.Services() == before);
+  CHECK_FALSE(session.machine.files.Exists(ImagePath));
 }
 
 TEST_CASE("starting what runs and stopping what does not is no failure, everything else is") {
   DriverSession session;
-  Driver driver(session.container);
+  Real<BaseLegacyDriver> driver(session.machine.devices, session.lifeTime, session.module);
   CHECK_THROWS_AS(driver.Start(), ServiceControl::Service::NotFoundException);
   CHECK_THROWS_AS(driver.Stop(), ServiceControl::Service::NotFoundException);
   driver.Install(0);
   CHECK(driver.Stop() == 1);
   CHECK(driver.Start() == 1);
   CHECK(driver.Start() == 1);
-  CHECK(driver.Stop() == 1);
-  CHECK_FALSE(session.machine.devices.IsLoaded(u"drv"));
+  session.behaviour.stop = Stop::refuses;
+  CHECK(driver.Stop() == 0);
+  session.machine.devices.Unload(u"drv");
   session.behaviour.loadError = 31;
-  CHECK_THROWS_AS(driver.Start(), ServiceControl::Service::Exception);
   CHECK_THROWS_AS(driver.Activate(), ServiceControl::Service::Exception);
 }
 
 TEST_CASE("a service is started, restarted and stopped through the service control manager") {
   DriverSession session;
+  Real<BaseService> service(session.machine.devices, session.module);
+  session.Changes();
+  CHECK(service.Remove(1) == BaseObject::removeNotInstalled);  // without a stop
+  CHECK(session.Changes() == "");
   session.machine.files.WriteFile(ImagePath, session.container->body);
   Registration().Install(0);
-  RunningService service(session.machine.devices);
-  CHECK(service.IsInstalled() == 1);
-  CHECK(service.IsActiveMeet() == 1);
   CHECK(service.Deactivate() == BaseObject::deactivateNotActive);
   CHECK(service.Activate() == BaseObject::activateDone);
   CHECK(service.Activate() == BaseObject::activateUpToDate);
   service.expected = 0;
-  CHECK(service.IsActiveMeet() == 0);
   session.Changes();
   CHECK(service.Activate() == BaseObject::activateUpdated);
   CHECK(session.Changes() == "ControlService StartServiceW ");
@@ -184,24 +132,11 @@ TEST_CASE("a service is started, restarted and stopped through the service contr
   service.Stop();
 
   service.Start();
-  session.behaviour.stop = winsim::DriverBehaviour::Stop::refuses;
+  session.behaviour.stop = Stop::refuses;
   CHECK_THROWS_AS(service.Stop(), ServiceControl::Service::InvalidControlException);
-  session.behaviour.stop = winsim::DriverBehaviour::Stop::staysPending;
+  session.behaviour.stop = Stop::staysPending;
   CHECK_THROWS_AS(service.Remove(1), BaseObject::UsageConflictException);
-  CHECK(session.machine.files.Exists(ImagePath));
   session.Changes();
   CHECK(service.Remove(0) == BaseObject::removeDoneReboot);
   CHECK(session.Changes() == "DeleteService DeleteFileW MoveFileExW ");
-  session.machine.devices.Unload(u"drv");
-  session.machine.files.Remove(ImagePath);
-}
-
-TEST_CASE("a service is not asked to stop when there is nothing to remove") {
-  DriverSession session;
-  RunningService service(session.machine.devices);
-  session.Changes();
-  CHECK(service.Remove(1) == BaseObject::removeNotInstalled);
-  CHECK(service.Uninstall(1) == BaseObject::uninstallNotInstalled);
-  CHECK(session.Changes() == "");
-  CHECK(service.Update(1) == BaseObject::updateNotInstalled);
 }

@@ -2,7 +2,7 @@
 
 #include <doctest/doctest.h>
 
-#include <functional>
+#include <utility>
 
 #include "RegistryText.h"
 #include "support/FailedCondition.h"
@@ -26,18 +26,15 @@ constexpr const wchar_t* RemoteFile = L"\\\\server\\share\\app.exe";
 
 std::vector<std::uint8_t> TimeBytes(std::uint64_t time, std::size_t size = 8) {
   std::vector<std::uint8_t> bytes(size);
-  for (std::size_t index = 0; index < size && index < 8; ++index) {
+  for (std::size_t index = 0; index < size && index < 8; ++index)
     bytes[index] = static_cast<std::uint8_t>(time >> 8 * index);
-  }
   return bytes;
 }
 
 std::string TimeText(std::uint64_t time) {
   std::string text;
-  for (const std::uint8_t byte : TimeBytes(time)) {
-    text += "0123456789abcdef"[byte >> 4];
-    text += "0123456789abcdef"[byte & 15];
-  }
+  for (const std::uint8_t byte : TimeBytes(time))
+    text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
   return text;
 }
 
@@ -100,12 +97,11 @@ TEST_CASE("purging deletes exactly the lapsed entries") {
   registry.SetNumber(entry(u"time mistyped"), u"Mode", 1);
   registry.SetNumber(entry(u"time mistyped"), u"Time", 0x7FFFFFFF);
   registry.SetNumber(entry(u"time missing"), u"Mode", 1);
-  session.FileEntry(u"mode unknown", u"C:\\there");
+  for (const char16_t* const name : {u"mode unknown", u"mode missing", u"mode mistyped", u"mode short"})
+    session.FileEntry(name, u"C:\\there");
   registry.SetNumber(entry(u"mode unknown"), u"Mode", 2);
-  registry.SetString(entry(u"mode missing"), u"File", u"C:\\there");
-  session.FileEntry(u"mode mistyped", u"C:\\there");
+  registry.Make(entry(u"mode missing")).values.erase(u"Mode");
   registry.SetString(entry(u"mode mistyped"), u"Mode", u"0");
-  session.FileEntry(u"mode short", u"C:\\there");
   registry.Make(entry(u"mode short")).values[u"Mode"] = {4, {0, 0}};
   registry.Make(entry(u"empty\\with\\subkeys"));
 
@@ -126,90 +122,41 @@ TEST_CASE("purging deletes exactly the lapsed entries") {
 }
 
 TEST_CASE("a claim whose file cannot be looked at is kept, one whose file cannot be found is not") {
-  const struct {
-    std::uint32_t error;
-    unsigned int free;
-  } cases[] = {{5, 0}, {2, 1}, {3, 1}, {53, 1}, {123, 1}};
-  for (const auto& item : cases) {
-    CAPTURE(item.error);
+  for (const std::uint32_t error : {5u, 2u, 3u, 53u, 123u}) {
+    CAPTURE(error);
     RecordSession session;
     session.registry.SetNumber(RecordPath, u"Auto", 1);
     session.FileEntry(u"client", u"C:\\Windows");
-    session.Machine().gate.FailFunction("FindFirstFileW", item.error);
-    CHECK(Driver().Purge() == item.free);
-    CHECK((session.registry.Find(ClientPath) == nullptr) == (item.free == 1));
+    session.Machine().gate.FailFunction("FindFirstFileW", error);
+    CHECK(Driver().Purge() == (error != 5));
+    CHECK((session.registry.Find(ClientPath) == nullptr) == (error != 5));
   }
 }
 
 TEST_CASE("only a driver that was installed on demand and that no entry keeps may go") {
-  const struct {
-    std::string title;
-    std::function<void(RecordSession&)> prepare;
-    unsigned int expired;
-    unsigned int purges;
-    unsigned int expiredThen;
-  } cases[] = {
-      {"no record", [](auto&) {}, 0, 0, 0},
-      {"an empty record", [](auto& session) { session.registry.Make(RecordPath); }, 0, 0, 0},
-      {"not on demand", [](auto& session) { session.registry.SetNumber(RecordPath, u"Auto", 0); }, 0, 0, 0},
-      {"on demand", [](auto& session) { session.registry.SetNumber(RecordPath, u"Auto", 1); }, 1, 1, 1},
-      {"on demand, with another number",
-       [](auto& session) { session.registry.SetNumber(RecordPath, u"Auto", 9); }, 1, 1, 1},
-      {"a mistyped flag", [](auto& session) { session.registry.SetString(RecordPath, u"Auto", u"1"); }, 0, 0,
-       0},
-      {"a lapsed entry counts until it is purged",
-       [](auto& session) {
-         session.registry.SetNumber(RecordPath, u"Auto", 1);
-         session.registry.Make(ClientPath);
-       },
-       0, 1, 1},
-      {"a live entry",
-       [](auto& session) {
-         session.registry.SetNumber(RecordPath, u"Auto", 1);
-         session.TimeEntry(u"client", TimeBytes(session.Now()));
-       },
-       0, 0, 0},
-  };
-  for (const auto& item : cases) {
-    CAPTURE(item.title);
+  // Whether it is expired, may go, and is expired then.
+  const auto check = [](const char* title, std::string answers, auto prepare) {
+    CAPTURE(title);
     RecordSession session;
-    item.prepare(session);
-    CHECK(Driver().IsExpired() == item.expired);
-    CHECK(Driver().Purge() == item.purges);
-    CHECK(Driver().IsExpired() == item.expiredThen);
-  }
-}
-
-TEST_CASE("purging asks only for what each entry needs, one deletion at a time") {
-  RecordSession session;
-  session.registry.SetNumber(RecordPath, u"Auto", 1);
-  session.TimeEntry(u"a", TimeBytes(0));
-  session.TimeEntry(u"b", TimeBytes(session.Now()));
-  const auto calls = [&] {
-    session.Machine().gate.ResetCount();
-    Driver().Purge();
-    return session.Machine().gate.Calls();
+    prepare(session);
+    std::string found;
+    for (const unsigned int answer : {Driver().IsExpired(), Driver().Purge(), Driver().IsExpired()})
+      found += std::to_string(answer);
+    CHECK(found == answers);
   };
-  CHECK(Driver().Purge() == 0);
-  std::string functions;
-  for (const winsim::TraceEntry& call : session.Machine().gate.TakeTrace()) {
-    if (call.function != "RegCloseKey") functions += call.function + " ";
-  }
-  const std::string lookAtTime =
-      "RegOpenKeyExW RegQueryValueExW RegQueryValueExW GetSystemTime SystemTimeToFileTime ";
-  CHECK(functions == "RegOpenKeyExW RegOpenKeyExW RegEnumKeyExW RegEnumKeyExW RegEnumKeyExW " + lookAtTime +
-                         "RegOpenKeyExW RegOpenKeyExW RegEnumKeyExW RegDeleteKeyW " + lookAtTime);
-
-  const auto fill = [&](int entries) {
-    for (int index = 0; index < entries; ++index) {
-      session.TimeEntry(winsim::FromUtf8("lapsed" + std::to_string(index)), TimeBytes(0));
-    }
+  const auto flag = [](std::uint32_t value) {
+    return [=](RecordSession& session) { session.registry.SetNumber(RecordPath, u"Auto", value); };
   };
-  const std::uint64_t callsWithout = calls();
-  fill(1);
-  const std::uint64_t callsForOne = calls() - callsWithout;
-  fill(500);
-  CHECK(calls() - callsWithout == 500 * callsForOne);
+  check("no record", "000", [](RecordSession&) {});
+  check("an empty record", "000", [](RecordSession& session) { session.registry.Make(RecordPath); });
+  check("not on demand", "000", flag(0));
+  check("on demand", "111", flag(1));
+  check("on demand, with another number", "111", flag(9));
+  check("a mistyped flag", "000", [](RecordSession& s) { s.registry.SetString(RecordPath, u"Auto", u"1"); });
+  check("a lapsed entry counts until it is purged", "011", [&](RecordSession& session) {
+    flag(1)(session);
+    session.registry.Make(ClientPath);
+  });
 }
 
 TEST_CASE("attaching writes the entry that the client's file calls for") {
@@ -219,77 +166,51 @@ TEST_CASE("attaching writes the entry that the client's file calls for") {
   const std::string time = TimeText(session.Now());
   const std::string fileEntry = R"(client{File="C:\Program Files\app.exe" Mode=0})";
   const std::string timeEntry = "client{Mode=1 Time=" + time + "}";
-  const auto remoteFromTime = [](RecordSession& s) {
-    s.TimeEntry(u"client", TimeBytes(5));
-    s.registry.SetNumber(RecordPath, u"Auto", 1);
-  };
-  const struct {
-    std::string title;
-    std::function<void(RecordSession&)> prepare;
-    const wchar_t* file;
-    unsigned int automatic;
-    std::string record;
-  } cases[] = {
-      {"first claim, on demand", [](auto&) {}, LocalFile, 1, "Auto=1 " + fileEntry},
-      {"first claim of a remote file", [](auto&) {}, RemoteFile, 0, "Auto=0 " + timeEntry},
-      {"the flag is raised", [](auto& s) { s.registry.SetNumber(RecordPath, u"Auto", 0); }, RemoteFile, 0x100,
-       "Auto=1 " + timeEntry},
-      {"a strange flag is left alone", [](auto& s) { s.registry.SetString(RecordPath, u"Auto", u"x"); },
-       LocalFile, 0, "Auto=\"x\" " + fileEntry},
-      {"from a remote file to a local one", remoteFromTime, LocalFile, 0, "Auto=1 " + fileEntry},
-      {"from a local file to a remote one",
-       [](auto& s) {
-         s.FileEntry(u"client", u"C:\\Program Files\\app.exe");
-         s.registry.SetNumber(RecordPath, u"Auto", 0);
-       },
-       RemoteFile, 0, "Auto=0 " + timeEntry},
-      {"a time is renewed", remoteFromTime, RemoteFile, 0, "Auto=1 " + timeEntry},
-  };
-  for (const auto& item : cases) {
-    CAPTURE(item.title);
+  const auto check = [&](const char* title, const std::string& record, const wchar_t* file,
+                         unsigned int automatic, auto prepare) {
+    CAPTURE(title);
     registry.DeleteTree(RecordPath);
-    item.prepare(session);
-    Client(item.file).Attach(item.automatic);
-    CHECK(session.Record() == item.record);
-    CHECK(Client(item.file).IsAttached() == (item.record.find("Auto=\"") == std::string::npos));
-    CHECK(Driver().Purge() == 0);
-  }
+    prepare();
+    Client(file).Attach(automatic);
+    CHECK(session.Record() == record);
+    CHECK(Client(file).IsAttached() == (record.find("Auto=\"") == std::string::npos));
+  };
+  const auto flag = [&](std::uint32_t value) { registry.SetNumber(RecordPath, u"Auto", value); };
+  const auto fromTime = [&] { session.TimeEntry(u"client", TimeBytes(5)), flag(1); };
+  const auto fromFile = [&] { session.FileEntry(u"client", u"C:\\Program Files\\app.exe"), flag(0); };
+  check("first claim, on demand", "Auto=1 " + fileEntry, LocalFile, 1, [] {});
+  check("first claim of a remote file", "Auto=0 " + timeEntry, RemoteFile, 0, [] {});
+  check("the flag is raised", "Auto=1 " + timeEntry, RemoteFile, 0x100, [&] { flag(0); });
+  check("a strange flag is left alone", "Auto=\"x\" " + fileEntry, LocalFile, 0,
+        [&] { registry.SetString(RecordPath, u"Auto", u"x"); });
+  check("from a remote file to a local one", "Auto=1 " + fileEntry, LocalFile, 0, fromTime);
+  check("from a local file to a remote one", "Auto=0 " + timeEntry, RemoteFile, 0, fromFile);
+  check("a time is renewed", "Auto=1 " + timeEntry, RemoteFile, 0, fromTime);
 }
 
 TEST_CASE("only a file on a local fixed drive binds its client's entry") {
   RecordSession session;
   winsim::FileSystem& files = session.Machine().files;
-  files.AddDrive(u'D', 3);
-  files.AddDrive(u'E', 2);
-  files.AddDrive(u'F', 5);
-  files.AddDrive(u'G', 4);
-  files.AddDrive(u'R', 6);
+  const std::pair<char16_t, std::uint32_t> drives[] = {{u'D', 3}, {u'E', 2}, {u'F', 5}, {u'G', 4}, {u'R', 6}};
+  for (const auto& [letter, type] : drives)
+    files.AddDrive(letter, type);
   files.AddShare(u"\\\\server\\share");
   files.Substitute(u'X', u"C:\\base");
   files.Substitute(u'Y', u"X:\\deep");
   files.Substitute(u'Z', u"E:\\base");
-  const std::string byTime = "Mode=1 Time=" + TimeText(session.Now());
-  const struct {
-    const wchar_t* file;
-    std::string entry;
-  } cases[] = {
-      {L"d:\\app.exe", R"(File="d:\app.exe" Mode=0)"},
-      {L"\\\\?\\D:\\dir\\\\app.exe", R"(File="D:\dir\app.exe" Mode=0)"},
-      {L"X:\\app.exe", R"(File="C:\base\app.exe" Mode=0)"},
-      {L"Y:\\app.exe", R"(File="C:\base\deep\app.exe" Mode=0)"},
-      {L"Z:\\app.exe", byTime},
-      {L"E:\\app.exe", byTime},
-      {L"F:\\app.exe", byTime},
-      {L"G:\\app.exe", byTime},
-      {L"R:\\app.exe", byTime},
-      {L"\\\\server\\share\\app.exe", byTime},
-  };
-  for (const auto& item : cases) {
+  const auto entry = [&](const wchar_t* file) {
     session.registry.DeleteTree(ClientPath);
-    Client(item.file).Attach(0);
-    CHECK(RegistryText(session.registry, ClientPath) == item.entry);
-    CHECK(Client(item.file).IsAttached() == 1);
-  }
+    Client(file).Attach(0);
+    CHECK(Client(file).IsAttached() == 1);
+    return RegistryText(session.registry, ClientPath);
+  };
+  CHECK(entry(L"d:\\app.exe") == R"(File="d:\app.exe" Mode=0)");
+  CHECK(entry(L"\\\\?\\D:\\dir\\\\app.exe") == R"(File="D:\dir\app.exe" Mode=0)");
+  CHECK(entry(L"X:\\app.exe") == R"(File="C:\base\app.exe" Mode=0)");
+  CHECK(entry(L"Y:\\app.exe") == R"(File="C:\base\deep\app.exe" Mode=0)");
+  for (const wchar_t* const file :
+       {L"Z:\\app.exe", L"E:\\app.exe", L"F:\\app.exe", L"G:\\app.exe", L"R:\\app.exe", RemoteFile})
+    CHECK(entry(file) == "Mode=1 Time=" + TimeText(session.Now()));
   CHECK_THROWS_AS(Client(L"Q:\\app.exe").Attach(0), File::Exception);
 }
 
@@ -340,26 +261,16 @@ TEST_CASE("detaching takes back the client's own entry and nothing else") {
   CHECK(session.Record() == record);
 }
 
-TEST_CASE("a driver without service key has no record to work on") {
+TEST_CASE("without service key there is no record, without identity no claim") {
   SystemSession session;
   GenericLifeTime client = Client(LocalFile);
   CHECK_THROWS_AS(client.IsAttached(), BaseLifeTime::ObjectNotFoundException);
-  CHECK_THROWS_AS(client.IsAlreadyAttached(), BaseLifeTime::ObjectNotFoundException);
   CHECK_THROWS_AS(client.Attach(1), BaseLifeTime::ObjectNotFoundException);
   CHECK_THROWS_AS(client.Detach(), BaseLifeTime::ObjectNotFoundException);
   CHECK_THROWS_AS(client.Purge(), BaseLifeTime::ObjectNotFoundException);
   CHECK(client.IsExpired() == 1);
   CHECK(RegistryText(session.Machine().registry, ServicePath) == "none");
-}
-
-TEST_CASE("a lifetime without a client's identity is asserted where one is needed") {
-  RecordSession session;
-  for (const bool withUnique : {false, true}) {
-    GenericLifeTime lifeTime(L"drv", withUnique ? L"client" : L"", L"");
-    const char* const condition = withUnique ? "m_filePathName.Length() != 0" : "m_unique.Length() != 0";
-    CHECK(FailedCondition([&] { lifeTime.IsAttached(); }) == condition);
-    CHECK(FailedCondition([&] { lifeTime.IsAlreadyAttached(); }) == condition);
-    CHECK(FailedCondition([&] { lifeTime.Attach(0); }) == condition);
-    CHECK(FailedCondition([&] { lifeTime.Detach(); }) == (withUnique ? "nothing" : condition));
-  }
+  CHECK(FailedCondition([] { Driver().IsAttached(); }) == "m_unique.Length() != 0");
+  CHECK(FailedCondition([] { Driver().Detach(); }) == "m_unique.Length() != 0");
+  CHECK(FailedCondition([] { Client(L"").Attach(0); }) == "m_filePathName.Length() != 0");
 }

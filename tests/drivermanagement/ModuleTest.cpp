@@ -2,7 +2,6 @@
 
 #include <doctest/doctest.h>
 
-#include <functional>
 #include <optional>
 
 #include "drivermanagement/PeTarget.h"
@@ -22,80 +21,48 @@ constexpr std::uint64_t Version1234 = 0x0001'0002'0003'0004;
 
 using Bytes = std::vector<unsigned char>;
 
-ImageDescription Image(ImageVersion version, bool plus = true, std::uint16_t machine = 0x8664) {
-  return {.plus = plus, .machine = machine, .osMajor = 6, .osMinor = 1, .version = version};
-}
-
 }  // namespace
 
-TEST_CASE("a module is up to date when its version resource meets the container's facts") {
+TEST_CASE("a module is up to date when its version and target meet the container's facts") {
   SystemSession session;
-  const struct {
-    std::uint64_t installed;
-    std::uint32_t flags;
-    std::uint64_t expected;
-    BuildType build;
-    unsigned int upToDate;
-  } cases[] = {
-      {Version1234, 0, Version1234, buildUnknown, 1},
-      {Version1234, 0, Version1234 - 1, buildUnknown, 1},
-      {Version1234, 0, Version1234 + 1, buildUnknown, 0},
-      {0x0002'0000'0000'0000, 0, Version1234, buildRelease, 1},
-      {0, 0, UnspecifiedVersion, buildUnknown, 1},
-      {Version1234, 0x01, Version1234, buildRelease, 0},
-      {Version1234, 0x01, Version1234, buildUnknown, 1},
-      {Version1234, 0x28, Version1234, buildPrivate, 1},
-      {Version1234, 0x20, Version1234, buildPrivate, 0},
-      {Version1234, 0x02, Version1234, buildRelease, 1},
-  };
+  const auto container = LMakeRef<TestContainer>();
+  BasePeModule module(SystemText(DriverPath), container);
+  const std::uint64_t os61 = MajorMinorVersion(6, 1), os62 = MajorMinorVersion(6, 2);
   for (const bool plus : {false, true}) {
-    const auto container = LMakeRef<TestContainer>();
-    BasePeModule module(SystemText(DriverPath), container);
-    for (const auto& item : cases) {
-      CAPTURE(item.installed);
-      CAPTURE(item.flags);
-      CAPTURE(item.expected);
-      session.Machine().files.WriteFile(DriverPath, BuildImage(Image({item.installed, item.flags}, plus)));
-      container->version = item.expected;
-      container->buildType = item.build;
-      CHECK(module.IsInstalledUpToDate() == item.upToDate);
-    }
-  }
-}
-
-TEST_CASE("an image is up to date when it targets the container's processor and system") {
-  SystemSession session;
-  const struct {
-    std::uint16_t machine;
-    std::uint16_t osMajor;
-    std::uint16_t osMinor;
-    Manager::MachineType expectedMachine;
-    std::uint64_t expectedOs;
-    unsigned int upToDate;
-  } cases[] = {
-      {0x8664, 6, 1, Manager::machineAmd64, MajorMinorVersion(6, 1), 1},
-      {0x8664, 6, 1, Manager::machineI386, MajorMinorVersion(6, 1), 0},
-      {0x14C, 6, 1, Manager::machineI386, UnspecifiedVersion, 1},
-      {0x200, 6, 1, Manager::machineIa64, UnspecifiedVersion, 1},
-      {0x200, 6, 1, Manager::machineNotSpecified, MajorMinorVersion(6, 1), 1},
-      {0xAA64, 6, 1, Manager::machineNotSpecified, UnspecifiedVersion, 0},
-      {0x8664, 6, 1, Manager::machineAmd64, MajorMinorVersion(6, 2), 0},
-      {0x8664, 6, 2, Manager::machineAmd64, MajorMinorVersion(6, 1), 0},
-  };
-  for (const bool plus : {false, true}) {
-    const auto container = LMakeRef<TestContainer>();
-    BasePeModule module(SystemText(DriverPath), container);
-    for (const auto& item : cases) {
-      CAPTURE(item.machine);
-      CAPTURE(item.expectedOs);
+    const auto version = [&](std::uint64_t installed, std::uint32_t flags, std::uint64_t expected,
+                             BuildType build) {
       session.Machine().files.WriteFile(
-          DriverPath,
-          BuildImage(
-              {.plus = plus, .machine = item.machine, .osMajor = item.osMajor, .osMinor = item.osMinor}));
-      container->machine = item.expectedMachine;
-      container->osVersion = item.expectedOs;
-      CHECK(module.IsInstalledUpToDate() == item.upToDate);
-    }
+          DriverPath, BuildImage({.plus = plus, .version = ImageVersion{installed, flags}}));
+      container->version = expected;
+      container->buildType = build;
+      return module.IsInstalledUpToDate();
+    };
+    CHECK(version(Version1234, 0, Version1234 - 1, buildUnknown) == 1);
+    CHECK(version(Version1234, 0, Version1234 + 1, buildUnknown) == 0);
+    CHECK(version(0x0002'0000'0000'0000, 0, Version1234, buildRelease) == 1);
+    CHECK(version(Version1234, 0x01, Version1234, buildRelease) == 0);
+    CHECK(version(Version1234, 0x01, Version1234, buildUnknown) == 1);
+    CHECK(version(Version1234, 0x28, Version1234, buildPrivate) == 1);
+    CHECK(version(Version1234, 0x20, Version1234, buildPrivate) == 0);
+    CHECK(version(Version1234, 0x02, Version1234, buildRelease) == 1);
+    CHECK(version(0, 0, UnspecifiedVersion, buildUnknown) == 1);
+
+    const auto target = [&](std::uint16_t machine, std::uint16_t osMinor, Manager::MachineType expected,
+                            std::uint64_t os) {
+      session.Machine().files.WriteFile(
+          DriverPath, BuildImage({.plus = plus, .machine = machine, .osMajor = 6, .osMinor = osMinor}));
+      container->machine = expected;
+      container->osVersion = os;
+      return module.IsInstalledUpToDate();
+    };
+    CHECK(target(0x8664, 1, Manager::machineAmd64, os61) == 1);
+    CHECK(target(0x8664, 1, Manager::machineI386, os61) == 0);
+    CHECK(target(0x14C, 1, Manager::machineI386, UnspecifiedVersion) == 1);
+    CHECK(target(0x200, 1, Manager::machineIa64, UnspecifiedVersion) == 1);
+    CHECK(target(0x200, 1, Manager::machineNotSpecified, os61) == 1);
+    CHECK(target(0xAA64, 1, Manager::machineNotSpecified, UnspecifiedVersion) == 0);
+    CHECK(target(0x8664, 1, Manager::machineAmd64, os62) == 0);
+    CHECK(target(0x8664, 2, Manager::machineAmd64, os61) == 0);
   }
 }
 
@@ -120,10 +87,7 @@ TEST_CASE("headers that are malformed or cut short tell no target") {
       const char* const expected = size == needed ? "2 65538" : size >= magicEnd ? "view refused" : "none";
       CHECK(target(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size))) == expected);
     }
-    const struct {
-      std::size_t offset;
-      Bytes bytes;
-    } patches[] = {
+    const std::pair<std::size_t, Bytes> patches[] = {
         {0, {'Z', 'M'}},
         {60, {0, 0, 1, 0}},
         {60, {0xFF, 0xFF, 0xFF, 0xFF}},
@@ -131,13 +95,10 @@ TEST_CASE("headers that are malformed or cut short tell no target") {
         {ImagePeOffset, {'P', 'E', 0, 1}},
         {ImagePeOffset + 4, {0, 0}},
         {ImagePeOffset + 20, {static_cast<unsigned char>(plus ? 111 : 95), 0}},
-        {ImagePeOffset + 24, {0x07, 0x01}},
-    };
-    for (const auto& patch : patches) {
-      CAPTURE(patch.offset);
+        {ImagePeOffset + 24, {0x07, 0x01}}};
+    for (const auto& [offset, bytes] : patches) {
       Bytes bad = good;
-      std::copy(patch.bytes.begin(), patch.bytes.end(),
-                bad.begin() + static_cast<std::ptrdiff_t>(patch.offset));
+      std::copy(bytes.begin(), bytes.end(), bad.begin() + static_cast<std::ptrdiff_t>(offset));
       CHECK(target(bad) == "none");
     }
   }
@@ -159,8 +120,10 @@ TEST_CASE(
     CHECK(module.IsInstalledUpToDate() == 0);
   }
   CHECK(FailedCondition([&] { module.IsInstalledUpToDate(); }) == "Unreachable point");
-  CHECK(FailedCondition([&] { module.Install(1); }) == "Unreachable point");
+  BasePeModule without(SystemText(DriverPath), nullptr);
+  CHECK(FailedCondition([&] { without.IsInstalledUpToDate(); }) == "container.Valid()");
   CHECK(module.Remove(1) == BaseObject::removeDone);
+  CHECK(without.IsInstalledUpToDate() == 0);
 }
 
 TEST_CASE("modules lie in the directory of their kind and are installed only when they differ") {
@@ -170,50 +133,16 @@ TEST_CASE("modules lie in the directory of their kind and are installed only whe
   container->version = Version1234;
   const auto driver = LMakeRef<BaseDriverModule>(L"drv.sys", container);
   const auto system = LMakeRef<BaseSystemModule>(L"drv.sys", container);
-  const struct {
-    BaseObject& module;
-    const char16_t* path;
-  } cases[] = {{*driver, DriverPath}, {*system, u"C:\\Windows\\system32\\drv.sys"}};
-  for (const auto& item : cases) {
+  const auto check = [&](BaseObject& module, const char16_t* path) {
     container->bodiesAsked = 0;
-    CHECK(item.module.Update(1) == BaseObject::updateNotInstalled);
-    CHECK(item.module.Install(1) == BaseObject::installDone);
-    CHECK(files.Read(item.path) == container->body);
-    CHECK(item.module.Install(1) == BaseObject::installUpToDate);
+    CHECK(module.Install(1) == BaseObject::installDone);
+    CHECK(files.Read(path) == container->body);
+    CHECK(module.Install(1) == BaseObject::installUpToDate);
     CHECK(container->bodiesAsked == 1);
-    files.WriteFile(item.path, BuildImage({.version = ImageVersion{Version1234 - 1, 0}}));
-    CHECK(item.module.Install(1) == BaseObject::installUpdated);
-    CHECK(files.Read(item.path) == container->body);
-  }
-}
-
-TEST_CASE("a module without a container of its kind is asserted when it has a file to judge") {
-  SystemSession session;
-  BasePeModule module(SystemText(DriverPath), nullptr);
-  CHECK(module.IsInstalledUpToDate() == 0);
-  session.Machine().files.WriteFile(DriverPath, BuildImage({}));
-  CHECK(FailedCondition([&] { module.IsInstalledUpToDate(); }) == "container.Valid()");
-}
-
-TEST_CASE("the empty container answers nothing and says which operation was asked") {
-  NullPeModuleContainer container;
-  const std::function<void()> questions[] = {[&] { container.GetBody(); },
-                                             [&] { container.GetTime(); },
-                                             [&] { container.GetBuildType(); },
-                                             [&] { container.GetVersion(); },
-                                             [&] { container.GetTargetMachineType(); },
-                                             [&] { container.GetTargetOsVersion(); }};
-  std::string functions;
-  for (const auto& ask : questions) {
-    CHECK(FailedCondition(ask) == "Unreachable point");
-    try {
-      ask();
-    } catch (const LBaseException& report) {
-      const std::string function = report.Function();
-      functions += function.substr(function.rfind(':') + 1) + " ";
-    }
-  }
-  CHECK(functions ==
-        "GetBody(void) GetTime(void) GetBuildType(void) GetVersion(void) GetTargetMachineType(void) "
-        "GetTargetOsVersion(void) ");
+    files.WriteFile(path, BuildImage({.version = ImageVersion{Version1234 - 1, 0}}));
+    CHECK(module.Install(1) == BaseObject::installUpdated);
+    CHECK(files.Read(path) == container->body);
+  };
+  check(*driver, DriverPath);
+  check(*system, u"C:\\Windows\\system32\\drv.sys");
 }

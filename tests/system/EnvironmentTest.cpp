@@ -11,18 +11,18 @@ using winsim::Settings;
 
 TEST_CASE("references to variables are replaced by their values") {
   SystemSession session;
-  const std::pair<const char*, const char*> cases[] = {{"", ""},
-                                                       {"plain", "plain"},
-                                                       {"%SystemRoot%\\system32", "C:\\Windows\\system32"},
-                                                       {"%systemroot%%SYSTEMROOT%", "C:\\WindowsC:\\Windows"},
-                                                       {"100%%", "100%"},
-                                                       {"%%%%", "%%"},
-                                                       {"%%%SystemRoot%", "%C:\\Windows"},
-                                                       {"a%KV_UNDEFINED%b", "ab"},
-                                                       {"x%PATH", "x"},
-                                                       {"x%", "x"},
-                                                       {"%SystemRoot%x%", "C:\\Windowsx"},
-                                                       {"% %SystemRoot%", "SystemRoot"}};
+  const std::map<std::string, std::string> cases = {{"", ""},
+                                                    {"plain", "plain"},
+                                                    {"%SystemRoot%\\x", "C:\\Windows\\x"},
+                                                    {"%systemroot%%SYSTEMROOT%", "C:\\WindowsC:\\Windows"},
+                                                    {"100%%", "100%"},
+                                                    {"%%%%", "%%"},
+                                                    {"%%%SystemRoot%", "%C:\\Windows"},
+                                                    {"a%KV_UNDEFINED%b", "ab"},
+                                                    {"x%PATH", "x"},
+                                                    {"x%", "x"},
+                                                    {"%SystemRoot%x%", "C:\\Windowsx"},
+                                                    {"% %SystemRoot%", "SystemRoot"}};
   for (const auto& [text, expected] : cases) {
     CHECK(Utf8(Environment::ExpandVariables(Utf16(text))) == expected);
   }

@@ -24,19 +24,12 @@ LPtrRef<File> OpenTestFile(unsigned int disposition) {
                         FILE_ATTRIBUTE_NORMAL, disposition);
 }
 
-/// A loaded driver with a device "test".
-winsim::DriverBehaviour& LoadTestDriver(winsim::Machine& machine) {
-  machine.files.WriteFile(u"C:\\test.sys", "image");
-  REQUIRE(machine.devices.Load(u"test", u"C:\\test.sys") == 0);
-  return machine.devices.Behaviour(u"test");
-}
-
-LPtrRef<File> OpenTestDevice() {
-  return LMakeRef<File>(L"\\\\.\\test", File::accessReadWrite, 0u, 0u, OPEN_EXISTING);
-}
-
 std::uint64_t ToNumber(FILETIME time) {
   return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+LPtrRef<File> OpenToRead() {
+  return LMakeRef<File>(fileName, File::accessRead, FILE_SHARE_READ, 0u, OPEN_EXISTING);
 }
 
 }  // namespace
@@ -80,27 +73,20 @@ TEST_CASE("every file error becomes the exception of its operation") {
   CHECK(File::IsExist(fileName));
 }
 
-TEST_CASE("a file has the contents, the attributes and each of the three times that were set") {
+TEST_CASE("what is written counts, and each of a file's three times is the one that was set") {
   SystemSession session;
-  constexpr std::uint64_t creation = 0x01D0000012345670, access = 0x01D1000000000000,
-                          write = 0x01D2000080000000;
-  {
-    const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
-    CHECK(file->Write("abc", 3) == 3);
-    CHECK(file->Write(LBuffer("defgh", 5)) == 5);
-    CHECK(file->Write(LBuffer()) == 0);
-    CHECK(file->GetSize() == 8);
-    file->SetTime(creation, access, write);
-  }
-  CHECK(session.Machine().files.ReadFile(u"C:\\test.bin") == "abcdefgh");
+  const std::tuple<std::uint64_t, std::uint64_t, std::uint64_t> times(0x01D0000012345670, 0x01D1000000000000,
+                                                                      0x01D2000080000000);
+  const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
+  CHECK(file->Write("abc", 3) == 3);
+  CHECK(file->Write(LBuffer("defgh", 5)) == 5);
+  CHECK(file->Write(LBuffer()) == 0);
+  CHECK(file->GetSize() == 8);
+  file->SetTime(std::get<0>(times), std::get<1>(times), std::get<2>(times));
   WIN32_FIND_DATAW found = {};
   CHECK(FindClose(FindFirstFileU(fileName, &found)));
   CHECK(std::tuple(ToNumber(found.ftCreationTime), ToNumber(found.ftLastAccessTime),
-                   ToNumber(found.ftLastWriteTime)) == std::tuple(creation, access, write));
-  File::SetAttributes(fileName, FILE_ATTRIBUTE_HIDDEN);
-  CHECK(File::GetAttributes(fileName) == FILE_ATTRIBUTE_HIDDEN);
-  File::Delete(fileName);
-  CHECK_FALSE(File::IsExist(fileName));
+                   ToNumber(found.ftLastWriteTime)) == times);
 }
 
 TEST_CASE("an access mode has its share mode, and no other number is one") {
@@ -120,44 +106,32 @@ TEST_CASE("an access mode has its share mode, and no other number is one") {
   CHECK(FailedCondition([] { File(fileName, 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
 }
 
-TEST_CASE("a device request is repeated with twice the room while the driver has more data") {
+TEST_CASE("a device request brings its input, and is repeated with twice the room while there is more data") {
   SystemSession session;
-  winsim::DriverBehaviour& driver = LoadTestDriver(session.Machine());
+  winsim::Machine& machine = session.Machine();
+  machine.files.WriteFile(u"C:\\test.sys", "image");
+  REQUIRE(machine.devices.Load(u"test", u"C:\\test.sys") == 0);
+  winsim::DriverBehaviour& driver = machine.devices.Behaviour(u"test");
   driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
-  const LPtrRef<File> device = OpenTestDevice();
+  driver.replies[requestCode + 1] = {};
+  const LPtrRef<File> device = LMakeRef<File>(L"\\\\.\\test", File::accessReadWrite, 0u, 0u, OPEN_EXISTING);
+  const LBuffer input("in", 2);
+  device->Control(requestCode, input);
+  CHECK(device->Control(requestCode + 1, input, 10, 0).Size() == 0);
+  CHECK(device->Control(requestCode, 300, 0).Size() == 300);
+  const winsim::Bytes bytes = {'i', 'n'};
+  const std::vector<winsim::DeviceRequest> expected = {
+      {u"test", requestCode, bytes}, {u"test", requestCode + 1, bytes}, {u"test", requestCode, {}}};
+  CHECK((driver.requests == expected));
 
-  session.Machine().gate.StartTrace();
+  machine.gate.StartTrace();
   const LBuffer output = device->Control(requestCode, 0, 1);
-  CHECK(output.Size() == 300);
-  CHECK(output.Data()[299] == 7);
+  CHECK(winsim::Bytes(output.Data(), output.Data() + output.Size()) == winsim::Bytes(300, 7));
   CHECK(Rooms(session, "DeviceIoControl") == "0 0x40 0x80 0x100 0x200 ");
-
-  session.Machine().gate.StartTrace();
+  machine.gate.StartTrace();
   CHECK(device->Control(requestCode, 299, 1).Size() == 300);
   CHECK(Rooms(session, "DeviceIoControl") == "0x12B 0x256 ");
   CHECK(Thrown([&] { device->Control(requestCode, 299, 0); }) == Exactly<File::MoreDataException>(234));
-  CHECK(device->Control(requestCode, 1000, 0).Size() == 300);
-}
-
-TEST_CASE("a device request brings its input to the driver") {
-  SystemSession session;
-  winsim::DriverBehaviour& driver = LoadTestDriver(session.Machine());
-  driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
-  driver.replies[requestCode + 1].error = 5;
-  driver.replies[requestCode + 2] = {};
-  const LPtrRef<File> device = OpenTestDevice();
-  const LBuffer input("in", 2);
-
-  device->Control(requestCode, input);
-  CHECK(Thrown([&] { device->Control(requestCode + 2, input, 10, 0); }) == "nothing");
-  CHECK(Thrown([&] { device->Control(requestCode + 1, input); }) == Exactly<File::AccessDeniedException>(5));
-  device->Control(requestCode, 300, 0);
-  const winsim::Bytes bytes = {'i', 'n'};
-  const std::vector<winsim::DeviceRequest> expected = {{u"test", requestCode, bytes},
-                                                       {u"test", requestCode + 2, bytes},
-                                                       {u"test", requestCode + 1, bytes},
-                                                       {u"test", requestCode, {}}};
-  CHECK((driver.requests == expected));
 }
 
 TEST_CASE("sizes have 64 bits, and a low half of all ones is a size too") {
@@ -170,19 +144,68 @@ TEST_CASE("sizes have 64 bits, and a low half of all ones is a size too") {
   }
 }
 
-TEST_CASE("what is scheduled for the restart is done by it") {
+TEST_CASE("a file is moved by the restart, to nowhere without a name to move to") {
   SystemSession session;
-  winsim::FileSystem& files = session.Machine().files;
-  files.WriteFile(u"C:\\gone", "1");
-  files.WriteFile(u"C:\\old", "2");
   LUnicodeString terminatorOnly(L"x");
   terminatorOnly.Delete(0);
-  File::MoveAfterReboot(L"C:\\gone", terminatorOnly);
-  File::MoveAfterReboot(L"C:\\old", L"C:\\new");
-  const auto exist = [&] {
-    return std::tuple(files.Exists(u"C:\\gone"), files.Exists(u"C:\\old"), files.Exists(u"C:\\new"));
-  };
-  CHECK(exist() == std::tuple(true, true, false));
-  files.RunPendingOperations();
-  CHECK(exist() == std::tuple(false, false, true));
+  session.Machine().files.WriteFile(u"C:\\test.bin", "1");
+  File::MoveAfterReboot(fileName, L"C:\\new");
+  File::MoveAfterReboot(fileName, terminatorOnly);
+  CHECK(TraceText(session, "MoveFileExW") ==
+        "MoveFileExW(\"C:\\test.bin\", \"C:\\new\", 4)\nMoveFileExW(\"C:\\test.bin\", null, 4)\n");
+}
+
+TEST_CASE("a view shows the file's bytes from its offset on and keeps the file open") {
+  SystemSession session;
+  session.Machine().files.WriteFile(u"C:\\test.bin", std::string(0x10000, 'a') + "sixteen bytes...");
+  const auto canWrite = [] { return Thrown([] { OpenTestFile(OPEN_EXISTING); }) == "nothing"; };
+  LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(OpenToRead(), FileMapping::accessRead, 0u);
+  LPtrRef<FileMappingView> view =
+      LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, std::uint64_t{0x10000}, 7u);
+  CHECK(std::string(static_cast<const char*>(view->GetBase()), 7) == "sixteen");
+  CHECK(view->GetMapping().Get() == mapping.Get());
+  mapping = nullptr;
+  CHECK_FALSE(canWrite());
+  view = nullptr;
+  CHECK(canWrite());
+}
+
+TEST_CASE("accesses, sizes and offsets reach the platform as its numbers, and no other number is an access") {
+  SystemSession session;
+  session.Machine().files.WriteFile(u"C:\\test.bin", "abc");
+  const LPtrRef<File> file = OpenToRead();
+  const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
+  winsim::Gate& gate = session.Machine().gate;
+  const struct {
+    File::AccessType fileAccess;
+    std::string protection, viewAccess;
+  } cases[] = {{File::accessRead, "2", "4"},
+               {File::accessReadWrite, "4", "2"},
+               {File::accessReadWrite, "8", "1"},
+               {File::accessReadExecute, "0x20", "0x20"},
+               {File::accessReadWriteExecute, "0x40", "0x20"}};
+  for (unsigned int number = 0; number < 5; ++number) {
+    CAPTURE(number);
+    const auto access = static_cast<FileMapping::AccessType>(number);
+    const auto viewAccess = static_cast<FileMappingView::AccessType>(number);
+    CHECK(FileMapping::ToFileAccess(access) == cases[number].fileAccess);
+    CHECK(FileMappingView::ToMappingAccess(viewAccess) == number);
+    gate.StartTrace();
+    gate.FailFunction("CreateFileMappingW", 8);
+    Thrown([&] { FileMapping(file, access, 0x200000003); });
+    CHECK(TraceText(session, "CreateFileMappingW") ==
+          "CreateFileMappingW(file C:\\test.bin, " + cases[number].protection + ", 2, 3, null) = 8\n");
+    gate.FailFunction("MapViewOfFile", 8);
+    Thrown([&] { FileMappingView(mapping, viewAccess, 0x400000005, 6); });
+    CHECK(TraceText(session, "MapViewOfFile") ==
+          "MapViewOfFile(mapping of C:\\test.bin, " + cases[number].viewAccess + ", 4, 5, 6) = 8\n");
+  }
+  constexpr auto noAccess = static_cast<FileMapping::AccessType>(5);
+  constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
+  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noAccess); }),
+                             FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
+                             FailedCondition([&] { FileMapping(file, noAccess, 0); }),
+                             FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
+    CHECK(failed == "Unreachable point");
+  }
 }

@@ -47,7 +47,7 @@ std::string Summary(LPtrRef<Source> source) {
 
 }  // namespace
 
-TEST_CASE("a registration stores what is set and rewrites what another set before") {
+TEST_CASE("a registration stores what is set, each value changes alone, and 0 or nothing unsets it") {
   SystemSession session;
   winsim::Registry& registry = session.Machine().registry;
   CHECK(Summary(CreateSource()) == "3 7 %SystemRoot%\\c %SystemRoot%\\e p ");
@@ -57,27 +57,16 @@ TEST_CASE("a registration stores what is set and rewrites what another set befor
     CHECK(registry.GetValue(sourcePath, name)->type == type);
   }
   CHECK(Summary(Source::Create(L"Log", L"source", 0, 1, L"", L"new", L"")) == "- 1 - new - ");
-  CHECK(Summary(Source::Create(L"Log", L"source", 0, 0, L"", L"", L"")) == "- - - - - ");
-  CHECK(Summary(LMakeRef<Source>(L"LOG", L"SOURCE")) == "- - - - - ");
-}
-
-TEST_CASE("each value changes alone, and 0 or nothing unsets it") {
-  SystemSession session;
+  CHECK(Summary(LMakeRef<Source>(L"LOG", L"SOURCE")) == "- 1 - new - ");
   const LPtrRef<Source> source = CreateSource();
-  source->ChangeCategoryCount(9);
+  source->ChangeTypesSupported(0);
+  source->ChangeTypesSupported(0);
   source->ChangeEventMessageFile(L"%x%");
-  CHECK(Summary(source) == "9 7 %SystemRoot%\\c %x% p ");
-  source->ChangeTypesSupported(0);
-  source->ChangeTypesSupported(0);
-  source->ChangeCategoryMessageFile(L"");
-  source->ChangeParameterMessageFile(L"q");
-  CHECK(Summary(source) == "9 - - %x% q ");
-  source->ChangeTypesSupported(4);
-  source->ChangeCategoryCount(0);
-  source->ChangeCategoryMessageFile(L"c");
-  source->ChangeEventMessageFile(L"");
   source->ChangeParameterMessageFile(L"");
-  CHECK(Summary(source) == "- 4 c - - ");
+  CHECK(Summary(source) == "3 - %SystemRoot%\\c %x% - ");
+  source->ChangeCategoryCount(0);
+  source->ChangeCategoryMessageFile(L"d");
+  CHECK(Summary(source) == "- - d %x% - ");
 }
 
 TEST_CASE("a value of another type is no value of the source") {

