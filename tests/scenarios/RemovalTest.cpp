@@ -215,3 +215,50 @@ TEST_CASE(
   refused->registry.Deny(ServiceKey(u"kvenv01"), KEY_READ);
   failing(refused, "the registry refuses");
 }
+
+TEST_CASE("a claim costs the calls that its examination and deletion need, and no other") {
+  const auto callsFor = [](int lapsed, int alive) {
+    UnclaimedMachine machine;
+    ClaimByTime(*machine, u"kvvol02", u"one", machine->clock.Now() - 30 * Day);
+    ClaimByTime(*machine, u"kvvol02", u"zero", machine->clock.Now());
+    for (int claim = 0; claim < lapsed + alive; ++claim) {
+      const std::u16string client = u"client-" + std::u16string(1, static_cast<char16_t>(u'a' + claim));
+      ClaimByTime(*machine, u"kvvol02", client, machine->clock.Now() - (claim < lapsed ? 30 * Day : 0));
+    }
+    machine->gate.ResetCount();
+    machine->Start();
+    return machine->gate.Calls();
+  };
+  const std::uint64_t base = callsFor(0, 0);
+  CHECK(callsFor(1, 0) - base == 13);
+  CHECK(callsFor(9, 0) - base == 9 * 13);
+  CHECK(callsFor(0, 9) - base == 9 * 8);  // its name is listed once more when the service asks all drivers
+
+  UnclaimedMachine machine;
+  ClaimByTime(*machine, u"kvvol02", u"one", machine->clock.Now() - 30 * Day);
+  machine->gate.StartTrace();
+  machine->Start();
+  Lines record;
+  for (const winsim::TraceEntry& entry : machine->gate.TakeTrace()) {
+    std::string line = entry.Line();
+    if (const auto at = line.find(R"(HKLM\System\CurrentControlSet\Services\kvvol02)"); at != line.npos) {
+      record.push_back(line.erase(at, std::string_view(R"(HKLM\System\CurrentControlSet\Services\)").size()));
+    }
+  }
+  CHECK(record ==
+        Lines{R"(RegOpenKeyExW(kvvol02, "LifeTime", 0x20019))", R"(RegEnumKeyExW(kvvol02\LifeTime, 0))",
+              R"(RegEnumKeyExW(kvvol02\LifeTime, 1) = 259)",
+              R"(RegOpenKeyExW(kvvol02\LifeTime, "one", 0x20019))",
+              R"(RegQueryValueExW(kvvol02\LifeTime\one, "Mode"))",
+              R"(RegQueryValueExW(kvvol02\LifeTime\one, "Time"))", R"(RegCloseKey(kvvol02\LifeTime\one))",
+              R"(RegOpenKeyExW(kvvol02, "LifeTime", 0xF003F))",
+              R"(RegOpenKeyExW(kvvol02\LifeTime, "one", 0xF003F))",
+              R"(RegEnumKeyExW(kvvol02\LifeTime\one, 0) = 259)", R"(RegCloseKey(kvvol02\LifeTime\one))",
+              R"(RegDeleteKeyW(kvvol02\LifeTime, "one"))", R"(RegCloseKey(kvvol02\LifeTime))",
+              R"(RegQueryValueExW(kvvol02\LifeTime, "Auto"))", R"(RegCloseKey(kvvol02\LifeTime))",
+              R"(RegCloseKey(kvvol02))",
+              // and once more, when the service asks all drivers
+              R"(RegOpenKeyExW(kvvol02, "LifeTime", 0x20019))",
+              R"(RegQueryValueExW(kvvol02\LifeTime, "Auto"))", R"(RegEnumKeyExW(kvvol02\LifeTime, 0) = 259)",
+              R"(RegCloseKey(kvvol02\LifeTime))", R"(RegCloseKey(kvvol02))"});
+}

@@ -127,9 +127,8 @@ TEST_CASE("access denied by any key on the way is access denied to the source") 
 TEST_CASE("other failures pass as the registry's, and what was written by then stays") {
   SystemSession session;
   winsim::Machine& machine = session.Machine();
-  const auto failed = Exactly<RegistryKey::Exception>(8);
   machine.gate.FailFunction("RegSetValueExW", 8, 1, 2);
-  CHECK(Thrown(CreateSource) == failed);
+  CHECK(Thrown(CreateSource) == Exactly<RegistryKey::Exception>(8));
   CHECK(machine.registry.GetNumber(sourcePath, u"CategoryCount") == 3);
   CHECK(machine.registry.GetNumber(sourcePath, u"TypesSupported") == 7);
   CHECK(machine.registry.GetValue(sourcePath, u"CategoryMessageFile") == nullptr);
@@ -137,8 +136,4 @@ TEST_CASE("other failures pass as the registry's, and what was written by then s
   const LPtrRef<Source> source = CreateSource();
   machine.gate.FailFunction("RegQueryValueExW", 5);
   CHECK(Thrown([&] { source->QueryCategoryCount(); }) == Exactly<RegistryKey::AccessDeniedException>(5));
-  machine.gate.FailFunction("RegOpenKeyExW", 8);
-  CHECK(Thrown(OpenSource) == failed);
-  machine.gate.FailFunction("RegDeleteValueW", 8);
-  CHECK(Thrown([&] { source->ChangeTypesSupported(0); }) == failed);
 }

@@ -47,6 +47,8 @@ TEST_CASE("the manager knows the versions and the directories of its machine") {
   for (const auto& [settings, expected] : cases) {
     SystemSession session(settings);
     CHECK(Describe(Manager::Instance()) == expected);
+    CHECK(Utf8(AppendBackslash(L"") + L"|" + AppendBackslash(L"C:\\") + L"|" + AppendBackslash(L"a/")) ==
+          "|C:\\|a/\\");
   }
 }
 
@@ -119,11 +121,4 @@ TEST_CASE("where redirection does not apply nothing is switched") {
     CHECK(session.Trace("Wow64DisableWow64FsRedirection").empty());
     CHECK(session.Trace("Wow64RevertWow64FsRedirection").empty());
   }
-}
-
-TEST_CASE("a backslash is appended only to a text that lacks one at its end") {
-  SystemSession session;
-  CHECK(Utf8(AppendBackslash(L"")) == "");
-  CHECK(Utf8(AppendBackslash(L"C:\\")) == "C:\\");
-  CHECK(Utf8(AppendBackslash(L"a/")) == "a/\\");
 }

@@ -25,12 +25,6 @@ Settings Without(Settings settings, std::initializer_list<const char*> functions
   return settings;
 }
 
-Settings WithoutNtdll() {
-  Settings settings = Settings::Windows10();
-  settings.missingModules.insert(u"ntdll.dll");
-  return settings;
-}
-
 /// Windows 98 with a function that it really lacks.
 Settings Windows98With(const char* function) {
   Settings settings = Settings::Windows98();
@@ -76,11 +70,13 @@ struct Call {
 }  // namespace
 
 TEST_CASE("the version comes from the best source that the machine has") {
+  Settings withoutNtdll = Settings::Windows10();
+  withoutNtdll.missingModules.insert(u"ntdll.dll");
   const std::tuple<Settings, bool, const char*> cases[] = {
       {Settings::Windows10(), true, "10.0.19045 flagged NT"},
       {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers"}), true, "10.0.19045 NT"},
       {Without(Settings::Windows10(), {"RtlGetNtVersionNumbers", "RtlGetVersion"}), true, "6.2.9200 NT"},
-      {WithoutNtdll(), true, "6.2.9200 NT"},
+      {withoutNtdll, true, "6.2.9200 NT"},
       {Settings::Windows10(), false, "6.2.9200 NT"},
       {Settings::WindowsNt4(), true, "4.0.1381 NT"},
       {Windows98With("RtlGetNtVersionNumbers"), true, "4.10.67766446 flagged NT"},

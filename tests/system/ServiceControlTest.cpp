@@ -15,18 +15,10 @@ LPtrRef<Manager> OpenManager() {
   return Manager::Open(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);
 }
 
-LUnicodeStringArray Names(std::initializer_list<const wchar_t*> names) {
-  LUnicodeStringArray array;
-  for (const wchar_t* const each : names) {
-    array.Append(each);
-  }
-  return array;
-}
-
 LPtrRef<Service> Create(LPtrRef<Manager> manager, const wchar_t* name, const wchar_t* path = L"C:\\x y.exe") {
   return Service::Create(manager, name, LUnicodeString(L"Display ") + name, SERVICE_ALL_ACCESS,
                          Service::typeWin32OwnProcess, Service::startOnDemand, Service::errorControlNormal,
-                         path, L"", nullptr, Names({L"a", L"b2"}), L"", L"");
+                         path, L"", nullptr, {}, L"", L"");
 }
 
 }  // namespace
@@ -71,10 +63,13 @@ TEST_CASE("every service error becomes the exception of its operation") {
 
 TEST_CASE("a tag is handed back, and dependencies are passed as one list") {
   SystemSession session;
+  LUnicodeStringArray dependencies;
+  dependencies.Append(L"a");
+  dependencies.Append(L"b2");
   unsigned int tag = 0, newTag = 0;
   const LPtrRef<Service> service = Service::Create(
       OpenManager(), L"test", L"", SERVICE_ALL_ACCESS, Service::typeKernelDriver, Service::startBoot,
-      Service::errorControlNormal, L"C:\\x.sys", L"Group", &tag, Names({L"a", L"b2"}), L"", L"");
+      Service::errorControlNormal, L"C:\\x.sys", L"Group", &tag, dependencies, L"", L"");
   CHECK(tag != 0);
   CHECK(service->QueryConfig()->tagId == tag);
   const winsim::RegistryValue* stored =
