@@ -75,6 +75,17 @@ def check_simulator(root):
                 yield f'{path.relative_to(root)}:{number}: the simulator may not include "{match[2]}"'
 
 
+def check_portable_tests(root):
+    """Tests of the system layer run on Windows too, unless their name says that they need the simulated machine."""
+    portable = [path for path in sorted((root / "tests/system").glob("*Test.cpp")) if "OnMachine" not in path.name]
+    if not portable:
+        yield "tests/system: no portable test, so nothing was checked"
+    for path in portable:
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            if re.search(r"winsim|\bMachine\(\)|\bTrace\(|\"(machine|api)/", line):
+                yield f"{path.relative_to(root)}:{number}: only tests named ...OnMachineTest may know the simulated machine"
+
+
 def check_symbols(libraries):
     """The host's wide functions read units of four bytes; with 16-bit wchar_t each use is a fault."""
     for library in libraries:
@@ -89,7 +100,7 @@ def check_symbols(libraries):
 
 def main():
     root = pathlib.Path(sys.argv[1])
-    problems = [*check_product(root), *check_simulator(root), *check_symbols(sys.argv[2:])]
+    problems = [*check_product(root), *check_simulator(root), *check_portable_tests(root), *check_symbols(sys.argv[2:])]
     print("\n".join(problems) or "no violation")
     return 1 if problems else 0
 

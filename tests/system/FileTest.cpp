@@ -1,211 +1,155 @@
-#include "system/File.h"
-
 #include <doctest/doctest.h>
 
+#include <cstdint>
 #include <string>
-#include <tuple>
-#include <vector>
 
 #include "support/FailedCondition.h"
+#include "support/SystemSession.h"
 #include "support/Utf8.h"
-#include "system/ErrorCases.h"
-#include "system/FileMapping.h"
+#include "system/File.h"
+#include "system/Manager.h"
 #include "system/PlatformApi.h"
+#include "system/Thrown.h"
 
 namespace {
 
 using namespace LCommon::System;
 
-constexpr wchar_t fileName[] = L"C:\\test.bin";
-constexpr std::uint32_t requestCode = 0x222000;
-
-LPtrRef<File> OpenTestFile(unsigned int disposition) {
-  return LMakeRef<File>(fileName, File::accessReadWrite, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                        FILE_ATTRIBUTE_NORMAL, disposition);
+LUnicodeString InWindows(const wchar_t* name) {
+  return AppendBackslash(Manager::Instance().GetWindowsDirectoryA()) + name;
 }
+
+/// A file of the test's own, gone with the test.
+class TestFile {
+ public:
+  TestFile() : name(InWindows(L"kvdel01 test.bin")) {}
+  ~TestFile() {
+    if (File::IsExist(name)) File::Delete(name);
+  }
+
+  LPtrRef<File> Open(File::AccessType access, unsigned int share, unsigned int disposition) const {
+    return LMakeRef<File>(name, access, share, FILE_ATTRIBUTE_NORMAL, disposition);
+  }
+  LPtrRef<File> Create() const { return Open(File::accessReadWrite, 0, CREATE_ALWAYS); }
+
+  const LUnicodeString name;
+};
 
 std::uint64_t ToNumber(FILETIME time) {
   return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 
-LPtrRef<File> OpenToRead() {
-  return LMakeRef<File>(fileName, File::accessRead, FILE_SHARE_READ, 0u, OPEN_EXISTING);
-}
-
 }  // namespace
 
-TEST_CASE("every file error becomes the exception of its operation") {
+TEST_CASE("a file is created, written and measured, and goes when it is deleted") {
   SystemSession session;
-  const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
-  file->Write("abc", 3);
-  const ErrorCase noFile = Throws<File::FileNotFoundException>(2);
-  const ErrorCase noPath = Throws<File::PathNotFoundException>(3);
-  const ErrorCase denied = Throws<File::AccessDeniedException>(5);
-  const ErrorCase shared = Throws<File::SharingViolationException>(32);
-  const ErrorCase notSupported = Throws<File::NotSupportedException>(120);
-  const ErrorCase moreData = Throws<File::MoreDataException>(234);
-  const auto check = [&](const char* function, std::initializer_list<ErrorCase> cases, auto operation) {
-    CheckErrors<File::Exception>(session, function, cases, operation);
-  };
-  check("CreateFileW", {noFile, noPath, denied, shared}, [&] { OpenTestFile(OPEN_EXISTING); });
-  check("DeleteFileW", {noFile, noPath, denied, shared}, [&] { File::Delete(fileName); });
-  check("GetFileAttributesW", {noFile, noPath, denied}, [&] { File::GetAttributes(fileName); });
-  check("SetFileAttributesW", {noFile, noPath, denied}, [&] { File::SetAttributes(fileName, 2); });
-  check("SetFileTime", {noFile, noPath, denied}, [&] { file->SetTime(1, 2, 3); });
-  check("WriteFile", {denied}, [&] { file->Write("x", 1); });
-  check("MoveFileExW", {denied}, [&] { File::DeleteAfterReboot(fileName); });
-  check("FindFirstFileW", {denied, {2, "nothing"}, {3, "nothing"}, {18, "nothing"}}, [&] {
-    const bool exists = File::IsExist(fileName);
-    CHECK_FALSE(exists);
-  });
-  check("GetFileSize", {}, [&] { file->GetSize(); });
-  check("GetFullPathNameW", {}, [&] { File::GetFullPath(fileName); });
-  check("GetVolumePathNameW", {notSupported, {206, "nothing"}}, [&] { File::GetVolumePath_New(fileName); });
-  check("QueryDosDeviceW", {{122, "nothing"}}, [&] { File::GetDeviceMapping(L"C:"); });
-  check("DeviceIoControl", {denied, moreData}, [&] { file->Control(1, 8, 0); });
-  check("DeviceIoControl", {denied, {234, "nothing"}}, [&] { file->Control(1, LBuffer("in", 2)); });
-  CheckErrors<FileMapping::Exception>(session, "CreateFileMappingW", {},
-                                      [&] { FileMapping(file, FileMapping::accessRead, 0); });
-  const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
-  CheckErrors<FileMappingView::Exception>(
-      session, "MapViewOfFile", {}, [&] { FileMappingView(mapping, FileMappingView::accessRead, 0, 0); });
-  CHECK(file->GetSize() == 3);
-  CHECK(File::IsExist(fileName));
+  const TestFile test;
+  CHECK_FALSE(File::IsExist(test.name));
+  {
+    const LPtrRef<File> file = test.Create();
+    CHECK(file->GetSize() == 0);
+    CHECK(file->Write("abc", 3) == 3);
+    CHECK(file->Write(LBuffer("defgh", 5)) == 5);
+    CHECK(file->Write(LBuffer()) == 0);
+    CHECK(file->GetSize() == 8);
+  }
+  CHECK(File::IsExist(test.name));
+  File::Delete(test.name);
+  CHECK_FALSE(File::IsExist(test.name));
 }
 
-TEST_CASE("what is written counts, and each of a file's three times is the one that was set") {
+TEST_CASE("a missing file and a missing directory are told apart") {
   SystemSession session;
-  const std::tuple<std::uint64_t, std::uint64_t, std::uint64_t> times(0x01D0000012345670, 0x01D1000000000000,
-                                                                      0x01D2000080000000);
-  const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
-  CHECK(file->Write("abc", 3) == 3);
-  CHECK(file->Write(LBuffer("defgh", 5)) == 5);
-  CHECK(file->Write(LBuffer()) == 0);
-  CHECK(file->GetSize() == 8);
-  file->SetTime(std::get<0>(times), std::get<1>(times), std::get<2>(times));
+  const LUnicodeString noFile = InWindows(L"kvdel01 none");
+  const LUnicodeString noDirectory = InWindows(L"kvdel01 none\\none");
+  const struct {
+    LUnicodeString name;
+    std::string expected;
+  } cases[] = {{noFile, Exactly<File::FileNotFoundException>(2)},
+               {noDirectory, Exactly<File::PathNotFoundException>(3)}};
+  for (const auto& each : cases) {
+    CAPTURE(each.expected);
+    CHECK(Thrown([&] { File(each.name, 0, 0, 0, OPEN_EXISTING); }) == each.expected);
+    CHECK(Thrown([&] { File::Delete(each.name); }) == each.expected);
+    CHECK(Thrown([&] { File::GetAttributes(each.name); }) == each.expected);
+    CHECK(Thrown([&] { File::SetAttributes(each.name, FILE_ATTRIBUTE_NORMAL); }) == each.expected);
+    CHECK_FALSE(File::IsExist(each.name));
+  }
+}
+
+TEST_CASE("an open file is shared as its share mode says") {
+  SystemSession session;
+  const TestFile test;
+  const auto sharingViolation = Exactly<File::SharingViolationException>(32);
+  LPtrRef<File> file = test.Create();
+  CHECK(Thrown([&] { test.Open(File::accessRead, FILE_SHARE_READ, OPEN_EXISTING); }) == sharingViolation);
+  CHECK(Thrown([&] { File::Delete(test.name); }) == sharingViolation);
+  file = nullptr;
+  file = test.Open(File::accessRead, File::TypicalShare(File::accessRead), OPEN_EXISTING);
+  CHECK(Thrown([&] { test.Open(File::accessRead, FILE_SHARE_READ, OPEN_EXISTING); }) == "nothing");
+  CHECK(Thrown([&] { test.Open(File::accessReadWrite, FILE_SHARE_READ, OPEN_EXISTING); }) ==
+        sharingViolation);
+}
+
+TEST_CASE("writing needs write access, and a read-only file refuses it and its deletion") {
+  SystemSession session;
+  const TestFile test;
+  const auto denied = Exactly<File::AccessDeniedException>(5);
+  test.Create();
+  CHECK(Thrown([&] { test.Open(File::accessRead, 0, OPEN_EXISTING)->Write("x", 1); }) == denied);
+
+  File::SetAttributes(test.name, FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+  CHECK(File::GetAttributes(test.name) == (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+  CHECK(Thrown([&] { test.Open(File::accessReadWrite, 0, OPEN_EXISTING); }) == denied);
+  CHECK(Thrown([&] { File::Delete(test.name); }) == denied);
+  File::SetAttributes(test.name, FILE_ATTRIBUTE_NORMAL);
+  CHECK(File::GetAttributes(test.name) == FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_CASE("each of a file's three times is the one that was set") {
+  SystemSession session;
+  const TestFile test;
+  constexpr std::uint64_t creation = 0x01D0000012345670;
+  constexpr std::uint64_t lastAccess = 0x01D1000000000000;
+  constexpr std::uint64_t lastWrite = 0x01D2000080000000;
+  test.Create()->SetTime(creation, lastAccess, lastWrite);
+
   WIN32_FIND_DATAW found = {};
-  CHECK(FindClose(FindFirstFileU(fileName, &found)));
-  CHECK(std::tuple(ToNumber(found.ftCreationTime), ToNumber(found.ftLastAccessTime),
-                   ToNumber(found.ftLastWriteTime)) == times);
+  const HANDLE search = FindFirstFileU(test.name.Data(), &found);
+  REQUIRE(search != INVALID_HANDLE_VALUE);
+  FindClose(search);
+  CHECK(ToNumber(found.ftCreationTime) == creation);
+  CHECK(ToNumber(found.ftLastAccessTime) == lastAccess);
+  CHECK(ToNumber(found.ftLastWriteTime) == lastWrite);
 }
 
 TEST_CASE("an access mode has its share mode, and no other number is one") {
   SystemSession session;
-  const unsigned int shares[] = {FILE_SHARE_READ, 0, FILE_SHARE_READ, 0};
-  for (unsigned int access = 0; access < 4; ++access) {
-    CHECK(File::TypicalShare(access) == shares[access]);
-    session.Machine().files.WriteFile(u"C:\\test.bin", "");
-    File(fileName, access, 3, 0x80, OPEN_EXISTING);
-  }
-  CHECK(TraceText(session, "CreateFileW") ==
-        "CreateFileW(\"C:\\test.bin\", 0x80000000, 3, 3, 0x80)\n"
-        "CreateFileW(\"C:\\test.bin\", 0xC0000000, 3, 3, 0x80)\n"
-        "CreateFileW(\"C:\\test.bin\", 0xA0000000, 3, 3, 0x80)\n"
-        "CreateFileW(\"C:\\test.bin\", 0xE0000000, 3, 3, 0x80)\n");
+  CHECK(File::TypicalShare(File::accessRead) == FILE_SHARE_READ);
+  CHECK(File::TypicalShare(File::accessReadWrite) == 0);
+  CHECK(File::TypicalShare(File::accessReadExecute) == FILE_SHARE_READ);
+  CHECK(File::TypicalShare(File::accessReadWriteExecute) == 0);
   CHECK(FailedCondition([] { File::TypicalShare(4); }) == "Unreachable point");
-  CHECK(FailedCondition([] { File(fileName, 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
+  CHECK(FailedCondition([] { File(L"C:\\x", 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
 }
 
-TEST_CASE("a device request brings its input, and is repeated with twice the room while there is more data") {
+TEST_CASE("a path is told with its full form, its volume and its real drive") {
   SystemSession session;
-  winsim::Machine& machine = session.Machine();
-  machine.files.WriteFile(u"C:\\test.sys", "image");
-  REQUIRE(machine.devices.Load(u"test", u"C:\\test.sys") == 0);
-  winsim::DriverBehaviour& driver = machine.devices.Behaviour(u"test");
-  driver.replies[requestCode].bytes = winsim::Bytes(300, 7);
-  driver.replies[requestCode + 1] = {};
-  const LPtrRef<File> device = LMakeRef<File>(L"\\\\.\\test", File::accessReadWrite, 0u, 0u, OPEN_EXISTING);
-  const LBuffer input("in", 2);
-  device->Control(requestCode, input);
-  CHECK(device->Control(requestCode + 1, input, 10, 0).Size() == 0);
-  CHECK(device->Control(requestCode, 300, 0).Size() == 300);
-  const winsim::Bytes bytes = {'i', 'n'};
-  const std::vector<winsim::DeviceRequest> expected = {
-      {u"test", requestCode, bytes}, {u"test", requestCode + 1, bytes}, {u"test", requestCode, {}}};
-  CHECK((driver.requests == expected));
-
-  machine.gate.StartTrace();
-  const LBuffer output = device->Control(requestCode, 0, 1);
-  CHECK(winsim::Bytes(output.Data(), output.Data() + output.Size()) == winsim::Bytes(300, 7));
-  CHECK(Rooms(session, "DeviceIoControl") == "0 0x40 0x80 0x100 0x200 ");
-  machine.gate.StartTrace();
-  CHECK(device->Control(requestCode, 299, 1).Size() == 300);
-  CHECK(Rooms(session, "DeviceIoControl") == "0x12B 0x256 ");
-  CHECK(Thrown([&] { device->Control(requestCode, 299, 0); }) == Exactly<File::MoreDataException>(234));
+  const LUnicodeString windows = Manager::Instance().GetWindowsDirectoryA();
+  const LUnicodeString drive = windows.Mid(0, 2);
+  CHECK(Utf8(File::GetFullPath(windows + L"/x/..\\y\\")) == Utf8(windows + L"\\y"));
+  CHECK(Utf8(File::GetFullPath(drive + L"\\")) == Utf8(drive));
+  CHECK(Utf8(File::GetVolumePath(windows)) == Utf8(drive));
+  CHECK(Utf8(File::GetVolumePath_Legacy(windows)) == Utf8(drive));
+  CHECK(File::GetVolumeType(drive) == File::volumeFixed);
+  CHECK(Utf8(File::GetDeviceMapping(drive).Mid(0, 8)) == "\\Device\\");
+  CHECK(Utf8(File::ResolveSubstDriveInFullPath(windows + L"//x/")) == Utf8(windows + L"\\x"));
 }
 
-TEST_CASE("sizes have 64 bits, and a low half of all ones is a size too") {
+TEST_CASE("a share is the volume of the paths below it") {
   SystemSession session;
-  for (const std::uint64_t size : {0xFFFFFFFFull, 0x1FFFFFFFFull, 0x200000001ull}) {
-    CAPTURE(size);
-    session.Machine().files.AddHostFile(u"C:\\large", "never read", size);
-    SetLastError(5);
-    CHECK(File(L"C:\\large", File::accessRead, FILE_SHARE_READ, 0, OPEN_EXISTING).GetSize() == size);
-  }
-}
-
-TEST_CASE("a file is moved by the restart, to nowhere without a name to move to") {
-  SystemSession session;
-  LUnicodeString terminatorOnly(L"x");
-  terminatorOnly.Delete(0);
-  session.Machine().files.WriteFile(u"C:\\test.bin", "1");
-  File::MoveAfterReboot(fileName, L"C:\\new");
-  File::MoveAfterReboot(fileName, terminatorOnly);
-  CHECK(TraceText(session, "MoveFileExW") ==
-        "MoveFileExW(\"C:\\test.bin\", \"C:\\new\", 4)\nMoveFileExW(\"C:\\test.bin\", null, 4)\n");
-}
-
-TEST_CASE("a view shows the file's bytes from its offset on and keeps the file open") {
-  SystemSession session;
-  session.Machine().files.WriteFile(u"C:\\test.bin", std::string(0x10000, 'a') + "sixteen bytes...");
-  const auto canWrite = [] { return Thrown([] { OpenTestFile(OPEN_EXISTING); }) == "nothing"; };
-  LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(OpenToRead(), FileMapping::accessRead, 0u);
-  LPtrRef<FileMappingView> view =
-      LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, std::uint64_t{0x10000}, 7u);
-  CHECK(std::string(static_cast<const char*>(view->GetBase()), 7) == "sixteen");
-  CHECK(view->GetMapping().Get() == mapping.Get());
-  mapping = nullptr;
-  CHECK_FALSE(canWrite());
-  view = nullptr;
-  CHECK(canWrite());
-}
-
-TEST_CASE("accesses, sizes and offsets reach the platform as its numbers, and no other number is an access") {
-  SystemSession session;
-  session.Machine().files.WriteFile(u"C:\\test.bin", "abc");
-  const LPtrRef<File> file = OpenToRead();
-  const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
-  winsim::Gate& gate = session.Machine().gate;
-  const struct {
-    File::AccessType fileAccess;
-    std::string protection, viewAccess;
-  } cases[] = {{File::accessRead, "2", "4"},
-               {File::accessReadWrite, "4", "2"},
-               {File::accessReadWrite, "8", "1"},
-               {File::accessReadExecute, "0x20", "0x20"},
-               {File::accessReadWriteExecute, "0x40", "0x20"}};
-  for (unsigned int number = 0; number < 5; ++number) {
-    CAPTURE(number);
-    const auto access = static_cast<FileMapping::AccessType>(number);
-    const auto viewAccess = static_cast<FileMappingView::AccessType>(number);
-    CHECK(FileMapping::ToFileAccess(access) == cases[number].fileAccess);
-    CHECK(FileMappingView::ToMappingAccess(viewAccess) == number);
-    gate.StartTrace();
-    gate.FailFunction("CreateFileMappingW", 8);
-    Thrown([&] { FileMapping(file, access, 0x200000003); });
-    CHECK(TraceText(session, "CreateFileMappingW") ==
-          "CreateFileMappingW(file C:\\test.bin, " + cases[number].protection + ", 2, 3, null) = 8\n");
-    gate.FailFunction("MapViewOfFile", 8);
-    Thrown([&] { FileMappingView(mapping, viewAccess, 0x400000005, 6); });
-    CHECK(TraceText(session, "MapViewOfFile") ==
-          "MapViewOfFile(mapping of C:\\test.bin, " + cases[number].viewAccess + ", 4, 5, 6) = 8\n");
-  }
-  constexpr auto noAccess = static_cast<FileMapping::AccessType>(5);
-  constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
-  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noAccess); }),
-                             FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
-                             FailedCondition([&] { FileMapping(file, noAccess, 0); }),
-                             FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
-    CHECK(failed == "Unreachable point");
-  }
+  const auto invalid = Exactly<File::InvalidPathNameException>(123);
+  CHECK(Utf8(File::GetVolumePath_Legacy(L"\\\\srv\\share\\dir\\f")) == "\\\\srv\\share");
+  CHECK(Thrown([] { File::GetVolumePath_Legacy(L"\\\\srv"); }) == invalid);
+  CHECK(Utf8(File::ResolveSubstDriveInFullPath(L"//srv/share/f")) == "\\\\srv\\share\\f");
 }

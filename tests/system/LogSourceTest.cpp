@@ -1,11 +1,10 @@
-#include "system/LogSource.h"
-
 #include <doctest/doctest.h>
 
 #include <string>
 
 #include "support/SystemSession.h"
 #include "support/Utf8.h"
+#include "system/LogSource.h"
 #include "system/RegistryKey.h"
 #include "system/Thrown.h"
 
@@ -14,18 +13,28 @@ namespace {
 using LCommon::System::RegistryKey;
 using LCommon::System::Log::Source;
 
-constexpr char16_t loggerPath[] = u"System\\CurrentControlSet\\Services\\Eventlog";
-constexpr char16_t logPath[] = u"System\\CurrentControlSet\\Services\\Eventlog\\Log";
-constexpr char16_t sourcePath[] = u"System\\CurrentControlSet\\Services\\Eventlog\\Log\\source";
+constexpr wchar_t eventLog[] = L"System\\CurrentControlSet\\Services\\Eventlog";
+constexpr wchar_t log[] = L"kvdel01 test log";
 
-LPtrRef<Source> CreateSource() {
-  return Source::Create(L"Log", L"source", 3, 7, L"%SystemRoot%\\c", L"%SystemRoot%\\e", L"p");
-}
-void OpenSource() {
-  Source(L"Log", L"source");
-}
-void DeleteSource() {
-  Source::Delete(L"Log", L"source");
+/// A log of the test's own below the machine's event log, gone with the test.
+class TestLog {
+ public:
+  TestLog() : m_logger(RegistryKey::LocalMachine()->Create(eventLog, KEY_ALL_ACCESS)) {
+    m_logger->Create(log, KEY_READ);
+  }
+  ~TestLog() { m_logger->DeleteTree(log); }
+
+  LPtrRef<RegistryKey> Key(LUnicodeString source) {
+    return m_logger->Open(LUnicodeString(log) + L'\\' + source, KEY_ALL_ACCESS);
+  }
+  bool Has(LUnicodeString source) { return m_logger->IsChildExist(LUnicodeString(log) + L'\\' + source); }
+
+ private:
+  LPtrRef<RegistryKey> m_logger;
+};
+
+LPtrRef<Source> Full(const wchar_t* source) {
+  return Source::Create(log, source, 3, 7, L"%SystemRoot%\\c.dll", L"%SystemRoot%\\e.dll", L"p.dll");
 }
 
 /// What every query answers, "-" for a value that is not set.
@@ -47,32 +56,47 @@ std::string Summary(LPtrRef<Source> source) {
 
 }  // namespace
 
-TEST_CASE("a registration stores what is set, each value changes alone, and 0 or nothing unsets it") {
+TEST_CASE("a registration stores what is set and rewrites what another set before") {
   SystemSession session;
-  winsim::Registry& registry = session.Machine().registry;
-  CHECK(Summary(CreateSource()) == "3 7 %SystemRoot%\\c %SystemRoot%\\e p ");
-  for (const auto& [name, type] : {std::pair(u"CategoryCount", 4u), std::pair(u"TypesSupported", 4u),
-                                   std::pair(u"CategoryMessageFile", 2u), std::pair(u"EventMessageFile", 2u),
-                                   std::pair(u"ParameterMessageFile", 2u)}) {
-    CHECK(registry.GetValue(sourcePath, name)->type == type);
+  TestLog test;
+  CHECK(Summary(Full(L"source")) == "3 7 %SystemRoot%\\c.dll %SystemRoot%\\e.dll p.dll ");
+  CHECK(Summary(Source::Create(log, L"source", 0, 1, L"", L"new.dll", L"")) == "- 1 - new.dll - ");
+  CHECK(Summary(Source::Create(log, L"source", 0, 0, L"", L"", L"")) == "- - - - - ");
+  CHECK(Summary(LMakeRef<Source>(log, L"SOURCE")) == "- - - - - ");
+
+  const LPtrRef<Source> source = Full(L"other");
+  CHECK(test.Key(L"other")->GetValue(L"CategoryCount")->GetType() == RegistryKey::Value::typeInt32);
+  CHECK(test.Key(L"other")->GetValue(L"TypesSupported")->GetType() == RegistryKey::Value::typeInt32);
+  for (const wchar_t* path : {L"CategoryMessageFile", L"EventMessageFile", L"ParameterMessageFile"}) {
+    CHECK(test.Key(L"other")->GetValue(path)->GetType() == RegistryKey::Value::typeExpandString);
   }
-  CHECK(Summary(Source::Create(L"Log", L"source", 0, 1, L"", L"new", L"")) == "- 1 - new - ");
-  CHECK(Summary(LMakeRef<Source>(L"LOG", L"SOURCE")) == "- 1 - new - ");
-  const LPtrRef<Source> source = CreateSource();
-  source->ChangeTypesSupported(0);
-  source->ChangeTypesSupported(0);
+}
+
+TEST_CASE("each value changes alone, and 0 or nothing unsets it") {
+  SystemSession session;
+  TestLog test;
+  const LPtrRef<Source> source = Full(L"source");
+  source->ChangeCategoryCount(9);
   source->ChangeEventMessageFile(L"%x%");
-  source->ChangeParameterMessageFile(L"");
-  CHECK(Summary(source) == "3 - %SystemRoot%\\c %x% - ");
+  CHECK(Summary(source) == "9 7 %SystemRoot%\\c.dll %x% p.dll ");
+  source->ChangeTypesSupported(0);
+  source->ChangeTypesSupported(0);
+  source->ChangeCategoryMessageFile(L"");
+  source->ChangeParameterMessageFile(L"q");
+  CHECK(Summary(source) == "9 - - %x% q ");
+  source->ChangeTypesSupported(4);
   source->ChangeCategoryCount(0);
-  source->ChangeCategoryMessageFile(L"d");
-  CHECK(Summary(source) == "- - d %x% - ");
+  source->ChangeCategoryMessageFile(L"c");
+  source->ChangeEventMessageFile(L"");
+  source->ChangeParameterMessageFile(L"");
+  CHECK(Summary(source) == "- 4 c - - ");
 }
 
 TEST_CASE("a value of another type is no value of the source") {
   SystemSession session;
-  const LPtrRef<Source> source = CreateSource();
-  const LPtrRef<RegistryKey> key = RegistryKey::LocalMachine()->Open(SystemText(sourcePath), KEY_ALL_ACCESS);
+  TestLog test;
+  const LPtrRef<Source> source = Full(L"source");
+  const LPtrRef<RegistryKey> key = test.Key(L"source");
   key->SetStringValue(L"CategoryCount", L"3");
   key->SetBinaryValue(L"TypesSupported", LBuffer("abcd", 4));
   key->SetStringValue(L"CategoryMessageFile", L"x");
@@ -82,58 +106,28 @@ TEST_CASE("a value of another type is no value of the source") {
   CHECK(Summary(source) == invalid + invalid + invalid + invalid + invalid);
 }
 
-TEST_CASE("a missing event log, a missing log and a missing source are told apart") {
+TEST_CASE("a missing log and a missing source are told apart") {
   SystemSession session;
-  winsim::Registry& registry = session.Machine().registry;
-  CreateSource();
-  registry.Make(std::u16string(sourcePath) + u"\\a\\b");
-  DeleteSource();
-  CHECK(registry.Find(sourcePath) == nullptr);
-  CHECK(registry.Find(logPath) != nullptr);
-  CHECK(Thrown(OpenSource) == Exactly<Source::SourceNotFoundException>(2));
-  CHECK(Thrown(DeleteSource) == Exactly<Source::SourceNotFoundException>(2));
-  CHECK_THROWS_AS(OpenSource(), Source::LogNotFoundException);
-
-  registry.DeleteTree(logPath);
-  CHECK(Thrown(OpenSource) == Exactly<Source::LogNotFoundException>(2));
-  CHECK(Thrown(DeleteSource) == Exactly<Source::LogNotFoundException>(2));
-
-  registry.DeleteTree(loggerPath);
-  const auto noLogger = Exactly<Source::LoggerNotFoundException>(2);
-  CHECK(Thrown(OpenSource) == noLogger);
-  CHECK(Thrown(CreateSource) == noLogger);
-  CHECK(Thrown(DeleteSource) == noLogger);
-  CHECK(registry.Find(loggerPath) == nullptr);
+  TestLog test;
+  Full(L"source");
+  const auto noLog = Exactly<Source::LogNotFoundException>(2);
+  const auto noSource = Exactly<Source::SourceNotFoundException>(2);
+  CHECK(Thrown([] { Source(L"kvdel01 none", L"source"); }) == noLog);
+  CHECK(Thrown([] { Source::Delete(L"kvdel01 none", L"source"); }) == noLog);
+  CHECK(Thrown([] { Source(log, L"none"); }) == noSource);
+  CHECK(Thrown([] { Source::Delete(log, L"none"); }) == noSource);
+  CHECK_THROWS_AS(Source(log, L"none"), Source::LogNotFoundException);
+  CHECK(test.Has(L"source"));
 }
 
-TEST_CASE("access denied by any key on the way is access denied to the source") {
-  for (const char16_t* const path : {loggerPath, logPath, sourcePath}) {
-    CAPTURE(Utf8(SystemText(path)));
-    SystemSession session;
-    const auto denied = Exactly<Source::AccessDeniedException>(5);
-    const LPtrRef<Source> source = CreateSource();
-    session.Machine().registry.Deny(path, KEY_QUERY_VALUE);
-    CHECK(Thrown(OpenSource) == denied);
-    session.Machine().registry.Deny(path, KEY_SET_VALUE);
-    CHECK(Thrown(OpenSource) == "nothing");
-    CHECK(Thrown(CreateSource) == denied);
-    CHECK(Thrown(DeleteSource) == denied);
-    const std::string changing = path == sourcePath ? denied : "nothing";
-    CHECK(Thrown([&] { source->ChangeCategoryCount(5); }) == changing);
-    CHECK(Thrown([&] { source->ChangeEventMessageFile(L""); }) == changing);
-  }
-}
-
-TEST_CASE("other failures pass as the registry's, and what was written by then stays") {
+TEST_CASE("deleting a registration takes everything below it and leaves the log") {
   SystemSession session;
-  winsim::Machine& machine = session.Machine();
-  machine.gate.FailFunction("RegSetValueExW", 8, 1, 2);
-  CHECK(Thrown(CreateSource) == Exactly<RegistryKey::Exception>(8));
-  CHECK(machine.registry.GetNumber(sourcePath, u"CategoryCount") == 3);
-  CHECK(machine.registry.GetNumber(sourcePath, u"TypesSupported") == 7);
-  CHECK(machine.registry.GetValue(sourcePath, u"CategoryMessageFile") == nullptr);
-
-  const LPtrRef<Source> source = CreateSource();
-  machine.gate.FailFunction("RegQueryValueExW", 5);
-  CHECK(Thrown([&] { source->QueryCategoryCount(); }) == Exactly<RegistryKey::AccessDeniedException>(5));
+  TestLog test;
+  Full(L"source");
+  Full(L"other");
+  test.Key(L"source")->Create(L"a\\b", KEY_READ);
+  Source::Delete(log, L"source");
+  CHECK_FALSE(test.Has(L"source"));
+  Source::Delete(log, L"other");
+  CHECK(test.Has(L""));
 }

@@ -2,162 +2,76 @@
 
 #include <doctest/doctest.h>
 
-#include <algorithm>
-#include <tuple>
-#include <typeinfo>
-#include <vector>
-
+#include "support/SystemSession.h"
 #include "support/Threads.h"
-#include "system/ErrorCases.h"
-#include "system/Handle.h"
-#include "system/PlatformApi.h"
-#include "system/Waiter.h"
+#include "system/Thrown.h"
 
 using namespace LCommon::System;
-using winsim::Settings;
 
 namespace {
 
-LPtrRef<Mutex> Global(const wchar_t* name) {
-  return LMakeRef<Mutex>(name, Mutex::nsGlobal, 0u, nullptr);
-}
-
-LPtrRef<Mutex> NewMutex() {
-  return LMakeRef<Mutex>(LUnicodeString(), Mutex::nsDefault, 0u, nullptr);
+LPtrRef<Mutex> Open(const wchar_t* name) {
+  return LMakeRef<Mutex>(name, Mutex::nsLocal, 0u, nullptr);
 }
 
 }  // namespace
 
-TEST_CASE("the namespace goes in front of the name from Windows 2000 on") {
-  const std::tuple<Settings, const wchar_t*, Mutex::NsType, const char*> cases[] = {
-      {Settings::Windows10(), L"N", Mutex::nsGlobal, R"(CreateMutexW(0, "Global\N"))"},
-      {Settings::Windows2000(), L"N", Mutex::nsLocal, R"(CreateMutexW(0, "Local\N"))"},
-      {Settings::Windows10(), L"N", Mutex::nsDefault, R"(CreateMutexW(0, "N"))"},
-      {Settings::Windows10(), L"", Mutex::nsGlobal, "CreateMutexW(0, null)"},
-      {Settings::WindowsNt4(), L"N", Mutex::nsGlobal, R"(CreateMutexW(0, "N"))"},
-      {Settings::WindowsNt4(), L"N", Mutex::nsLocal, R"(CreateMutexW(0, "N"))"},
-      {Settings::Windows98(), L"N", Mutex::nsGlobal, R"(CreateMutexA(0, "N"))"}};
-  for (const auto& [settings, name, ns, call] : cases) {
-    SystemSession session(settings);
-    LMakeRef<Mutex>(name, ns, 0u, nullptr);
-    const std::vector<std::string> trace = session.Trace();
-    CHECK(std::count(trace.begin(), trace.end(), call) == 1);
-  }
+TEST_CASE("a mutex excludes other threads until its owner has left it as often as it took it") {
+  SystemSession session;
+  const LPtrRef<Mutex> mutex = Open(L"kv test exclusion");
+  CHECK(mutex->Wait(0, 0));
+  CHECK(mutex->Wait(INFINITE, 0));
+
+  const auto otherThread = [&](bool expected) {
+    RunOnThread([&] {
+      const bool acquired = Open(L"kv test exclusion")->Wait(0, 0);
+      CHECK(acquired == expected);
+      const std::string notOwner = Exactly<Mutex::Exception>(288);
+      CHECK(Thrown([&] { mutex->Leave(); }) == (expected ? "nothing" : notOwner));
+    });
+  };
+  otherThread(false);
+  mutex->Leave();
+  otherThread(false);
+  mutex->Leave();
+  otherThread(true);
+  CHECK(Thrown([&] { mutex->Leave(); }) == Exactly<Mutex::Exception>(288));
 }
 
-TEST_CASE("failures of the mutex and descriptor functions become their families' exceptions") {
+TEST_CASE("a waiting thread gets the mutex when it is left, or gives up at its time") {
   SystemSession session;
-  const LPtrRef<Mutex> mutex = Global(L"N");
-  const LPtrRef<Handle> handle = mutex->GetHandle();
-  const ErrorCase denied = Throws<Mutex::AccessDeniedException>(5);
-  CheckErrors<Mutex::Exception>(session, "CreateMutexW", {denied},
-                                [&] { mutex->Initialize(L"M", Mutex::nsGlobal, 0, nullptr); });
-  CHECK(mutex->GetHandle().Get() == handle.Get());
-  CheckErrors<Mutex::Exception>(session, "ReleaseMutex", {denied}, [&] { mutex->Leave(); });
-
-  const LPtrRef<SecurityDescriptor> descriptor = LMakeRef<SecurityDescriptor>();
-  CheckErrors<SecurityDescriptor::Exception>(session, "InitializeSecurityDescriptor", {},
-                                             [] { LMakeRef<SecurityDescriptor>(); });
-  CheckErrors<SecurityDescriptor::Exception>(session, "SetSecurityDescriptorDacl", {},
-                                             [&] { descriptor->SetNullDacl(); });
-}
-
-TEST_CASE("a waiter takes one to sixty-four objects") {
-  SystemSession session;
-  Waiter waiter;
-  CHECK_THROWS_AS(waiter.Wait(0, 0, 0), Waiter::NoObjectsException);
-  for (int count = 0; count < 64; ++count) {
-    waiter.Add(NewMutex());
-  }
-  CHECK(waiter.Wait(0, 1, 0).Valid());
-  waiter.Add(NewMutex());
-  CHECK_THROWS_AS(waiter.Wait(0, 0, 0), Waiter::TooMuchObjectsException);
-}
-
-TEST_CASE("a wait ends with the object that ended it, or with null at its time") {
-  SystemSession session;
-  const LPtrRef<Mutex> held = NewMutex(), free = NewMutex(), abandoned = NewMutex();
-  TestThread holder([&] {
-    CHECK(held->Wait(0, 0));
-    RunOnThread([&] { CHECK(abandoned->Wait(0, 0)); });
-    Pause(1000);
-    held->Leave();
-  });
-  Pause(50);
-
-  Waiter two(held), three(held);
-  CHECK(two.Wait(0, 0, 0).Get() == nullptr);
-  two.Add(free);
-  CHECK(two.Wait(INFINITE, 0, 0).Get() == free.Get());
-  CHECK_FALSE(two.Wait(200, 1, 0).Valid());
-  three.Add(abandoned);
-  three.Add(free);
-  CHECK(three.Wait(0, 0, 1).Get() == abandoned.Get());
-  CHECK(two.Wait(INFINITE, 1, 1).Valid());
-  holder.Join();
-}
-
-TEST_CASE("an interrupted wait goes on for the time that is left") {
-  SystemSession session;
-  const LPtrRef<Mutex> mutex = NewMutex();
-  TestThread holder([&] {
-    CHECK(mutex->Wait(0, 0));
-    Pause(5000);
+  const LPtrRef<Mutex> mutex = Open(L"kv test hand over");
+  CHECK(mutex->Wait(INFINITE, 0));
+  bool acquired = false;
+  TestThread waiting([&] {
+    CHECK_FALSE(mutex->Wait(50, 0));
+    acquired = mutex->Wait(INFINITE, 0);
     mutex->Leave();
   });
-  Pause(1);
-  const std::string forever = "0xFFFFFFFF";
-  // Time-out, arrivals of calls from the start, elapsed time, the time-outs of the platform's waits.
-  const std::tuple<DWORD, std::vector<unsigned int>, DWORD, std::vector<std::string>> cases[] = {
-      {1000, {400, 999}, 1000, {"0x3E8", "0x258", "1"}},
-      {1000, {1000}, 1000, {"0x3E8"}},
-      {0, {0}, 0, {"0"}},
-      {INFINITE, {100, 300}, 2999, {forever, forever, forever}}};
-  for (const auto& [timeout, calls, elapsed, waits] : cases) {
-    session.Machine().gate.StartTrace();
-    for (const unsigned int call : calls) {
-      QueueCallToThisThread(call);
-    }
-    const DWORD start = GetTickCount();
-    CHECK(mutex->Wait(timeout, 1) == (timeout == INFINITE));
-    CHECK(GetTickCount() - start == elapsed);
-    std::vector<std::string> expected;
-    for (const std::string& wait : waits) {
-      expected.push_back("WaitForMultipleObjectsEx(1, 1, " + wait + ", 1)");
-    }
-    CHECK(session.Trace("WaitForMultipleObjectsEx") == expected);
-  }
+  Pause(100);
+  CHECK_FALSE(acquired);
+  mutex->Leave();
+  waiting.Join();
+  CHECK(acquired);
 }
 
-TEST_CASE("an answer that is neither an object nor the time-out is an exception of its own kind") {
+TEST_CASE("a mutex whose holder ended is acquired by the next one") {
   SystemSession session;
-  for (const unsigned int alertable : {0u, 1u}) {
-    session.Machine().gate.FailFunction("WaitForMultipleObjectsEx", ERROR_INVALID_HANDLE);
-    std::string thrown;
-    try {
-      NewMutex()->Wait(0, alertable);
-    } catch (const Waiter::Exception& exception) {
-      thrown = typeid(exception).name();
-    }
-    CHECK(thrown == typeid(Waiter::Exception).name());
-  }
+  const LPtrRef<Mutex> mutex = Open(L"kv test abandoned");
+  RunOnThread([&] { CHECK(mutex->Wait(0, 0)); });
+  CHECK(mutex->Wait(0, 0));
+  mutex->Leave();
 }
 
-TEST_CASE("a handle object closes what it owns once, and only real handles") {
+TEST_CASE("only a name makes a mutex a shared one, and initializing again replaces it") {
   SystemSession session;
-  const auto closed = [&] { return session.Trace("CloseHandle").size(); };
-  {
-    LPtrRef<Handle> first = LMakeRef<Handle>(CreateMutexU(nullptr, FALSE, nullptr));
-    CHECK(first->IsValid());
-    LPtrRef<Handle> second = first;
-    first = nullptr;
-    CHECK(closed() == 0);
-    CHECK(second->Adopt(CreateMutexU(nullptr, FALSE, nullptr)));
-    CHECK(closed() == 1);
-    CHECK_FALSE(second->Adopt(INVALID_HANDLE_VALUE));
-    CHECK(closed() == 2);
-    CHECK_FALSE(second->Adopt(nullptr));
-    CHECK_FALSE(second->IsValid());
-  }
-  CHECK(closed() == 2);
+  const LPtrRef<Mutex> first = Open(L"");
+  CHECK(first->Wait(0, 0));
+  RunOnThread([] { CHECK(Open(L"")->Wait(0, 0)); });
+
+  const LPtrRef<Mutex> named = Open(L"kv test named");
+  first->Initialize(L"kv test named", Mutex::nsLocal, 0, nullptr);
+  CHECK(first->Wait(0, 0));
+  RunOnThread([&] { CHECK_FALSE(named->Wait(0, 0)); });
+  first->Leave();
 }

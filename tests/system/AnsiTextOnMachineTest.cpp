@@ -9,7 +9,6 @@
 
 #include "foundation/Exception.h"
 #include "foundation/Memory.h"
-#include "machine/CodePages.h"
 #include "support/SystemSession.h"
 #include "support/Utf8.h"
 #include "system/Handle.h"

@@ -1,0 +1,117 @@
+#include <doctest/doctest.h>
+
+#include <cstring>
+#include <string>
+
+#include "support/FailedCondition.h"
+#include "support/SystemSession.h"
+#include "system/FileMapping.h"
+#include "system/Manager.h"
+#include "system/Thrown.h"
+
+namespace {
+
+using namespace LCommon::System;
+
+/// A file of the test's own with `content`, gone with the test.
+class MappedFile {
+ public:
+  explicit MappedFile(const std::string& content)
+      : name(AppendBackslash(Manager::Instance().GetWindowsDirectoryA()) + L"kvdel01 test.bin") {
+    File(name, File::accessReadWrite, 0, FILE_ATTRIBUTE_NORMAL, CREATE_ALWAYS)
+        .Write(content.data(), static_cast<unsigned int>(content.size()));
+  }
+  ~MappedFile() { File::Delete(name); }
+
+  LPtrRef<FileMapping> Map(FileMapping::AccessType access) const {
+    const File::AccessType fileAccess = FileMapping::ToFileAccess(access);
+    return LMakeRef<FileMapping>(LMakeRef<File>(name, fileAccess, File::TypicalShare(fileAccess),
+                                                FILE_ATTRIBUTE_NORMAL, OPEN_EXISTING),
+                                 access, 0u);
+  }
+  LPtrRef<FileMappingView> View(FileMappingView::AccessType access, std::uint64_t offset = 0,
+                                unsigned int size = 0) const {
+    return LMakeRef<FileMappingView>(Map(FileMappingView::ToMappingAccess(access)), access, offset, size);
+  }
+
+  const LUnicodeString name;
+};
+
+std::string Content(LPtrRef<FileMappingView> view, std::size_t size) {
+  return {static_cast<const char*>(view->GetBase()), size};
+}
+
+}  // namespace
+
+TEST_CASE("a view shows the file's bytes from its offset on") {
+  SystemSession session;
+  std::string content(0x10010, 'a');
+  content.replace(0x10000, 16, "sixteen bytes...");
+  const MappedFile file(content);
+  const LPtrRef<FileMappingView> whole = file.View(FileMappingView::accessRead);
+  CHECK((Content(whole, content.size()) == content));
+  CHECK(whole->GetMapping()->GetFile()->GetSize() == content.size());
+  CHECK(Content(file.View(FileMappingView::accessRead, 0x10000), 16) == "sixteen bytes...");
+  CHECK(Content(file.View(FileMappingView::accessRead, 0x10000, 7), 7) == "sixteen");
+}
+
+TEST_CASE("what is written to a view reaches the file unless the view is a copy") {
+  SystemSession session;
+  const MappedFile file("abcd");
+  std::memcpy(file.View(FileMappingView::accessCopy)->GetBase(), "XY", 2);
+  CHECK(Content(file.View(FileMappingView::accessRead), 4) == "abcd");
+  std::memcpy(file.View(FileMappingView::accessWrite)->GetBase(), "XY", 2);
+  CHECK(Content(file.View(FileMappingView::accessRead), 4) == "XYcd");
+}
+
+TEST_CASE("the file is closed when the last of its file object, mapping and view goes") {
+  SystemSession session;
+  const MappedFile file("abcd");
+  const auto canWrite = [&] {
+    return Thrown([&] { File(file.name, File::accessReadWrite, 0, 0, OPEN_EXISTING); }) == "nothing";
+  };
+  LPtrRef<FileMappingView> view = file.View(FileMappingView::accessRead);
+  LPtrRef<FileMapping> mapping = view->GetMapping();
+  LPtrRef<File> opened = mapping->GetFile();
+  view = nullptr;
+  CHECK_FALSE(canWrite());
+  opened = nullptr;
+  CHECK_FALSE(canWrite());
+  mapping = nullptr;
+  CHECK(canWrite());
+}
+
+TEST_CASE("a mapping or view that the platform refuses carries its error") {
+  SystemSession session;
+  {
+    const MappedFile empty("");
+    CHECK(Thrown([&] { empty.Map(FileMapping::accessRead); }) == Exactly<FileMapping::Exception>(1006));
+  }
+  const MappedFile file("abcd");
+  CHECK(Thrown([&] { file.View(FileMappingView::accessRead, 1); }) ==
+        Exactly<FileMappingView::Exception>(1132));
+  const LPtrRef<FileMapping> readOnly = file.Map(FileMapping::accessRead);
+  CHECK(Thrown([&] { FileMappingView(readOnly, FileMappingView::accessWrite, 0, 0); }) ==
+        Exactly<FileMappingView::Exception>(5));
+}
+
+TEST_CASE("each access has its counterpart, and no other number is one") {
+  SystemSession session;
+  const File::AccessType fileAccesses[] = {File::accessRead, File::accessReadWrite, File::accessReadWrite,
+                                           File::accessReadExecute, File::accessReadWriteExecute};
+  for (unsigned int number = 0; number < 5; ++number) {
+    CAPTURE(number);
+    CHECK(FileMapping::ToFileAccess(static_cast<FileMapping::AccessType>(number)) == fileAccesses[number]);
+    CHECK(FileMappingView::ToMappingAccess(static_cast<FileMappingView::AccessType>(number)) == number);
+  }
+  constexpr auto noMappingAccess = static_cast<FileMapping::AccessType>(5);
+  constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
+  const MappedFile file("abcd");
+  const LPtrRef<FileMapping> mapping = file.Map(FileMapping::accessRead);
+  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noMappingAccess); }),
+                             FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
+                             FailedCondition([&] { FileMapping(mapping->GetFile(), noMappingAccess, 0); }),
+                             FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
+    CHECK(failed == "Unreachable point");
+  }
+}

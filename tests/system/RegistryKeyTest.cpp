@@ -1,0 +1,164 @@
+#include <doctest/doctest.h>
+
+#include <string>
+
+#include "support/SystemSession.h"
+#include "support/Utf8.h"
+#include "system/RegistryKey.h"
+#include "system/Thrown.h"
+
+namespace {
+
+using LCommon::System::RegistryKey;
+using Value = RegistryKey::Value;
+
+constexpr wchar_t testKeyName[] = L"Software\\kvdel01 tests";
+
+/// A key of the test's own, gone with the test.
+class TestKey {
+ public:
+  TestKey() : m_key(RegistryKey::LocalMachine()->Create(testKeyName, KEY_ALL_ACCESS)) {}
+  ~TestKey() {
+    m_key = nullptr;
+    RegistryKey::LocalMachine()->DeleteTree(testKeyName);
+  }
+  RegistryKey* operator->() { return m_key.Get(); }
+
+ private:
+  LPtrRef<RegistryKey> m_key;
+};
+
+std::string Names(const LUnicodeStringArray& names) {
+  std::string joined;
+  for (unsigned int index = 0; index < names.Length(); ++index) {
+    joined += Utf8(names[index]) + "|";
+  }
+  return joined;
+}
+
+std::string Stored(LPtrRef<Value> value) {
+  const LBuffer data = value->GetData();
+  return {reinterpret_cast<const char*>(data.Data()), data.Size()};
+}
+
+/// `size` bytes that are not all the same.
+LBuffer Pattern(unsigned int size) {
+  LBuffer data;
+  for (unsigned int index = 0; index < size; ++index) {
+    data.Insert(index, static_cast<unsigned char>(index * 7 + 1), 1);
+  }
+  return data;
+}
+
+}  // namespace
+
+TEST_CASE("values come back as they were written, with type and size") {
+  SystemSession session;
+  TestKey key;
+  key->SetInt32Value(L"Number", 0x80000001u);
+  key->SetStringValue(L"Text", L"some text");
+  key->SetExpandStringValue(L"Path", L"%SystemRoot%\\x");
+  key->SetStringValue(L"Empty", L"");
+  key->SetStringValue(L"", L"of the key itself");
+  key->SetValue(L"Other", LMakeRef<Value>(7u, LBuffer(L"a\0b\0", 10)));
+
+  CHECK(key->GetValue(L"number")->GetInt32Data() == 0x80000001u);
+  CHECK(Utf8(key->GetValue(L"Text")->GetStringData()) == "some text");
+  CHECK(Utf8(key->GetValue(L"Path")->GetExpandStringData()) == "%SystemRoot%\\x");
+  CHECK(key->GetValue(L"Empty")->GetData().Size() == 2);
+  CHECK(Utf8(key->GetValue(L"")->GetStringData()) == "of the key itself");
+  CHECK(key->GetValue(L"Other")->GetType() == 7);
+  CHECK(key->GetValue(L"Other")->GetData().Size() == 10);
+
+  for (const unsigned int size : {0u, 1u, 31u, 32u, 33u, 100u, 5000u}) {
+    CAPTURE(size);
+    const LBuffer data = Pattern(size);
+    key->SetBinaryValue(L"Data", data);
+    CHECK(Stored(key->GetValue(L"Data")) == Stored(LMakeRef<Value>(data)));
+  }
+}
+
+TEST_CASE("what does not exist is told apart from what does") {
+  SystemSession session;
+  TestKey key;
+  const auto keyMissing = Exactly<RegistryKey::KeyNotFoundException>(2);
+  const auto valueMissing = Exactly<RegistryKey::ValueNotFoundException>(2);
+  CHECK(Thrown([&] { key->Open(L"None", KEY_READ); }) == keyMissing);
+  CHECK(Thrown([&] { key->Delete(L"None"); }) == keyMissing);
+  CHECK(Thrown([&] { key->DeleteTree(L"None"); }) == keyMissing);
+  CHECK(Thrown([&] { key->GetValue(L"None"); }) == valueMissing);
+  CHECK(Thrown([&] { key->DeleteValue(L"None"); }) == valueMissing);
+  CHECK_FALSE(key->IsChildExist(L"None"));
+
+  const LPtrRef<Value> fallback = LMakeRef<Value>(5u);
+  CHECK(key->GetValue(L"None", fallback).Get() == fallback.Get());
+  CHECK_FALSE(key->GetValue(L"None", nullptr).Valid());
+  key->SetInt32Value(L"None", 6);
+  CHECK(key->GetValue(L"None", fallback)->GetInt32Data() == 6);
+  key->DeleteValue(L"None");
+  CHECK(Thrown([&] { key->GetValue(L"None"); }) == valueMissing);
+}
+
+TEST_CASE("creating a key makes its ancestors and opens what exists") {
+  SystemSession session;
+  TestKey key;
+  key->Create(L"A\\B", KEY_WRITE)->SetInt32Value(L"n", 1);
+  CHECK(key->IsChildExist(L"a"));
+  CHECK(key->Create(L"a\\b", KEY_READ)->GetValue(L"n")->GetInt32Data() == 1);
+}
+
+TEST_CASE("a key allows what it was opened for") {
+  SystemSession session;
+  TestKey key;
+  const auto denied = Exactly<RegistryKey::AccessDeniedException>(5);
+  const LPtrRef<RegistryKey> reader = key->Open(KEY_READ);
+  CHECK(Thrown([&] { reader->SetInt32Value(L"n", 1); }) == denied);
+  const LPtrRef<RegistryKey> writer = reader->Open(KEY_WRITE);
+  writer->SetInt32Value(L"n", 2);
+  CHECK(Thrown([&] { writer->GetValue(L"n"); }) == denied);
+  CHECK(Thrown([&] { writer->GetChilds(); }) == denied);
+  CHECK(reader->GetValue(L"n")->GetInt32Data() == 2);
+}
+
+TEST_CASE("all direct subkeys are listed in order, however long their names are") {
+  SystemSession session;
+  TestKey key;
+  CHECK(Names(key->GetChilds()) == "");
+  std::string expected;
+  unsigned int index = 0;
+  for (const unsigned int length : {255u, 1u, 31u, 32u, 33u, 64u, 65u, 130u}) {
+    const std::string name(length, static_cast<char>('a' + index++));
+    expected += name + "|";
+    key->Create(Utf16(name), KEY_READ);
+  }
+  key->Create(L"b\\not direct", KEY_READ);
+  CHECK(Names(key->GetChilds()) == expected);
+}
+
+TEST_CASE("deleting a tree takes everything below the key and nothing beside it") {
+  SystemSession session;
+  TestKey key;
+  for (const wchar_t* path : {L"Tree\\1\\x", L"Tree\\1\\y", L"Tree\\2", L"Tree2\\1"}) {
+    key->Create(path, KEY_WRITE)->SetInt32Value(L"n", 1);
+  }
+  CHECK(Thrown([&] { key->Delete(L"Tree"); }) == Exactly<RegistryKey::AccessDeniedException>(5));
+  key->DeleteTree(L"Tree");
+  CHECK(Names(key->GetChilds()) == "Tree2|");
+  CHECK(Names(key->Open(L"Tree2", KEY_READ)->GetChilds()) == "1|");
+}
+
+TEST_CASE("keys that share a handle close it together, and the root stays open") {
+  SystemSession session;
+  TestKey key;
+  const LPtrRef<RegistryKey::Handle> handle = LMakeRef<RegistryKey::Handle>();
+  REQUIRE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, testKeyName, 0, KEY_ALL_ACCESS, handle->Receive()) == 0);
+  LPtrRef<RegistryKey> first = LMakeRef<RegistryKey>(handle);
+  const LPtrRef<RegistryKey> second = LMakeRef<RegistryKey>(handle);
+  first = nullptr;
+  second->SetInt32Value(L"n", 3);
+  CHECK(key->GetValue(L"n")->GetInt32Data() == 3);
+
+  for (int round = 0; round < 2; ++round) {
+    CHECK(RegistryKey::LocalMachine()->IsChildExist(testKeyName));
+  }
+}
