@@ -24,8 +24,8 @@ extern "C" {
 BOOL WINAPI SetupDiClassGuidsFromNameW(PCWSTR className, LPGUID list, DWORD capacity, PDWORD needed);
 HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent, DWORD flags);
 BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA device);
-BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property, PDWORD type,
-                                              BYTE* buffer, DWORD size, PDWORD needed);
+BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property,
+                                              PDWORD type, BYTE* buffer, DWORD size, PDWORD needed);
 BOOL WINAPI SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA device);
 BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set);
 

@@ -2,8 +2,8 @@
 
 #include "winnt.h"
 
-// kernel32, ntdll types and the structures that go with them. The functions behave as on the simulated machine
-// that the calling thread belongs to.
+// kernel32, ntdll types and the structures that go with them. The functions behave as on the simulated
+// machine that the calling thread belongs to.
 
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1)))
 #define INVALID_FILE_SIZE 0xFFFFFFFFu
@@ -207,10 +207,10 @@ UINT WINAPI GetDriveTypeW(LPCWSTR root);
 DWORD WINAPI QueryDosDeviceW(LPCWSTR device, LPWSTR buffer, DWORD room);
 BOOL WINAPI AreFileApisANSI();
 
-HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD sizeHigh,
-                                 DWORD sizeLow, LPCSTR name);
-HANDLE WINAPI CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD sizeHigh,
-                                 DWORD sizeLow, LPCWSTR name);
+HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
+                                 DWORD sizeHigh, DWORD sizeLow, LPCSTR name);
+HANDLE WINAPI CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
+                                 DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
 LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size);
 BOOL WINAPI UnmapViewOfFile(LPCVOID base);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The basic types of the Windows SDK with their Windows sizes, for builds on other hosts. A `long` of Windows has
-// 32 bits everywhere, so none is spelled here.
+// The basic types of the Windows SDK with their Windows sizes, for builds on other hosts. A `long` of Windows
+// has 32 bits everywhere, so none is spelled here.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-// What product sources include as the Windows SDK in builds for the simulated machine: the subset of the SDK that
-// the program uses, with the SDK's names, numbers and sizes.
+// What product sources include as the Windows SDK in builds for the simulated machine: the subset of the SDK
+// that the program uses, with the SDK's names, numbers and sizes.
 
 #include "winbase.h"
 #include "windef.h"

@@ -2,8 +2,8 @@
 
 #include "windef.h"
 
-// Access masks, versions, security descriptors and the structures of PE images, with the layout of the published
-// SDK. Every structure that is read or written as bytes states its size.
+// Access masks, versions, security descriptors and the structures of PE images, with the layout of the
+// published SDK. Every structure that is read or written as bytes states its size.
 
 #define DELETE 0x00010000u
 #define READ_CONTROL 0x00020000u

@@ -87,14 +87,17 @@ extern "C" {
 
 SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
 SC_HANDLE WINAPI OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
-SC_HANDLE WINAPI CreateServiceW(SC_HANDLE manager, LPCWSTR name, LPCWSTR displayName, DWORD access, DWORD type,
-                                DWORD start, DWORD errorControl, LPCWSTR binaryPath, LPCWSTR loadOrderGroup,
-                                LPDWORD tag, LPCWSTR dependencies, LPCWSTR account, LPCWSTR password);
+SC_HANDLE WINAPI CreateServiceW(SC_HANDLE manager, LPCWSTR name, LPCWSTR displayName, DWORD access,
+                                DWORD type, DWORD start, DWORD errorControl, LPCWSTR binaryPath,
+                                LPCWSTR loadOrderGroup, LPDWORD tag, LPCWSTR dependencies, LPCWSTR account,
+                                LPCWSTR password);
 BOOL WINAPI ChangeServiceConfigW(SC_HANDLE service, DWORD type, DWORD start, DWORD errorControl,
-                                 LPCWSTR binaryPath, LPCWSTR loadOrderGroup, LPDWORD tag, LPCWSTR dependencies,
-                                 LPCWSTR account, LPCWSTR password, LPCWSTR displayName);
+                                 LPCWSTR binaryPath, LPCWSTR loadOrderGroup, LPDWORD tag,
+                                 LPCWSTR dependencies, LPCWSTR account, LPCWSTR password,
+                                 LPCWSTR displayName);
 BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE service, DWORD level, LPVOID information);
-BOOL WINAPI QueryServiceConfigW(SC_HANDLE service, LPQUERY_SERVICE_CONFIGW config, DWORD size, LPDWORD needed);
+BOOL WINAPI QueryServiceConfigW(SC_HANDLE service, LPQUERY_SERVICE_CONFIGW config, DWORD size,
+                                LPDWORD needed);
 BOOL WINAPI QueryServiceStatus(SC_HANDLE service, LPSERVICE_STATUS status);
 BOOL WINAPI StartServiceW(SC_HANDLE service, DWORD argumentCount, LPCWSTR* arguments);
 BOOL WINAPI ControlService(SC_HANDLE service, DWORD control, LPSERVICE_STATUS status);
@@ -105,7 +108,8 @@ SERVICE_STATUS_HANDLE WINAPI RegisterServiceCtrlHandlerW(LPCWSTR name, LPHANDLER
 BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE service, LPSERVICE_STATUS status);
 
 BOOL WINAPI InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
-BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL acl, BOOL defaulted);
+BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL acl,
+                                      BOOL defaulted);
 
 }  // extern "C"
 

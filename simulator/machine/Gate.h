@@ -41,9 +41,9 @@ struct TraceEntry {
   std::string Line() const;
 };
 
-/// What every simulated call passes: it can be traced, counted, made to fail, and stopped by a power loss. A power
-/// loss freezes the machine: the call and all later ones change nothing and fail with 21 (ERROR_NOT_READY), so
-/// that the program comes to its end, until `Restore`.
+/// What every simulated call passes: it can be traced, counted, made to fail, and stopped by a power loss. A
+/// power loss freezes the machine: the call and all later ones change nothing and fail with 21
+/// (ERROR_NOT_READY), so that the program comes to its end, until `Restore`.
 class Gate {
  public:
   static constexpr std::uint32_t PowerLossError = 21;
@@ -60,11 +60,12 @@ class Gate {
   std::uint64_t Calls() const { return m_calls; }
   void ResetCount() { m_calls = 0; }
 
-  /// Makes call `number` (1 is the next one) fail with `error`, or it and all later ones when `forEver`. Calls
-  /// that cannot fail on Windows (GetSystemTime ...) pass and do not count here.
+  /// Makes call `number` (1 is the next one) fail with `error`, or it and all later ones when `forEver`.
+  /// Calls that cannot fail on Windows (GetSystemTime ...) pass and do not count here.
   void FailCall(std::uint64_t number, std::uint32_t error, bool forEver = false);
   /// Makes calls of `function` fail with `error`: `times` of them after the first `skip`.
-  void FailFunction(std::string function, std::uint32_t error, std::uint64_t times = 1, std::uint64_t skip = 0);
+  void FailFunction(std::string function, std::uint32_t error, std::uint64_t times = 1,
+                    std::uint64_t skip = 0);
   /// Cuts the power at call `number` (1 is the next one), before it does anything.
   void CutPowerAt(std::uint64_t number);
   /// Whether a planned failure or power loss has happened since the last `Restore`.

@@ -10,8 +10,8 @@
 
 namespace winsim {
 
-/// The handles of one process. Every kind of handle has its numbers from one sequence of multiples of four, so
-/// that a handle given to a function of another kind is found out.
+/// The handles of one process. Every kind of handle has its numbers from one sequence of multiples of four,
+/// so that a handle given to a function of another kind is found out.
 class HandleTable {
  public:
   /// A new handle to `object`, as the pointer-like value that the Windows functions hand out.
@@ -38,7 +38,8 @@ class HandleTable {
     return true;
   }
 
-  /// Closes the first opened handle to an object of kind T for which `matches` holds; false when there is none.
+  /// Closes the first opened handle to an object of kind T for which `matches` holds; false when there is
+  /// none.
   template <class T, class Predicate>
   bool CloseFirst(Predicate matches) {
     for (const auto& [number, object] : m_objects) {

@@ -6,9 +6,9 @@ namespace winsim {
 
 class Thread;
 
-/// What a handle refers to. An object lives while a handle, or the machine, holds it; what closing its last handle
-/// means on Windows happens in its destructor. Destructors run with the machine's state at hand, but must not
-/// change it once the power is off.
+/// What a handle refers to. An object lives while a handle, or the machine, holds it; what closing its last
+/// handle means on Windows happens in its destructor. Destructors run with the machine's state at hand, but
+/// must not change it once the power is off.
 class Object {
  public:
   virtual ~Object() = default;

@@ -26,7 +26,8 @@ void Scheduler::Leave(Turn& turn) {
   }
 }
 
-Scheduler::Wake Scheduler::Block(Turn& turn, std::function<bool()> ready, std::optional<std::uint64_t> deadline) {
+Scheduler::Wake Scheduler::Block(Turn& turn, std::function<bool()> ready,
+                                 std::optional<std::uint64_t> deadline) {
   std::unique_lock lock(m_mutex);
   turn.ready = std::move(ready);
   turn.deadline = deadline;
@@ -50,8 +51,8 @@ void Scheduler::At(std::uint64_t time, std::function<void()> action) {
   m_events.emplace(time, std::move(action));
 }
 
-/// Gives the turn to the first thread that can use it. Conditions read the machine, which is safe here: nobody
-/// runs.
+/// Gives the turn to the first thread that can use it. Conditions read the machine, which is safe here:
+/// nobody runs.
 void Scheduler::Dispatch() {
   if (m_someoneRuns || m_order.empty()) {
     return;
@@ -79,7 +80,8 @@ void Scheduler::Dispatch() {
   run(*m_order.front(), Wake::deadlock);
 }
 
-/// Moves the clock to the next deadline or event and runs the events that are due; false when there is neither.
+/// Moves the clock to the next deadline or event and runs the events that are due; false when there is
+/// neither.
 bool Scheduler::AdvanceToNextMoment() {
   std::optional<std::uint64_t> next;
   const auto consider = [&](std::uint64_t time) { next = std::min(next.value_or(time), time); };

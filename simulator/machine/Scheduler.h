@@ -12,9 +12,9 @@
 
 namespace winsim {
 
-/// Runs the machine's threads one at a time, so that every run is the same: a thread goes on until it blocks or
-/// ends, then the one that became ready first has its turn. When all are blocked the clock moves to the next
-/// deadline or event. Only the thread whose turn it is touches the machine.
+/// Runs the machine's threads one at a time, so that every run is the same: a thread goes on until it blocks
+/// or ends, then the one that became ready first has its turn. When all are blocked the clock moves to the
+/// next deadline or event. Only the thread whose turn it is touches the machine.
 class Scheduler {
  public:
   explicit Scheduler(Clock& clock) : m_clock(clock) {}
@@ -24,8 +24,8 @@ class Scheduler {
   /// One simulated thread's place in the order of turns.
   struct Turn {
     bool running = false;
-    std::function<bool()> ready;                // empty while the thread is not blocked
-    std::optional<std::uint64_t> deadline;      // clock time
+    std::function<bool()> ready;            // empty while the thread is not blocked
+    std::optional<std::uint64_t> deadline;  // clock time
     enum class Wake { ready, deadline, deadlock } wake = Wake::ready;
     std::condition_variable condition;
   };
@@ -38,8 +38,9 @@ class Scheduler {
   /// The thread ends; another has its turn.
   void Leave(Turn& turn);
 
-  /// Gives the turn away until `ready` holds (asked between turns) or the clock reaches `deadline`. `deadlock` is
-  /// the answer when every thread is blocked and neither a deadline nor an event will change that.
+  /// Gives the turn away until `ready` holds (asked between turns) or the clock reaches `deadline`.
+  /// `deadlock` is the answer when every thread is blocked and neither a deadline nor an event will change
+  /// that.
   Wake Block(Turn& turn, std::function<bool()> ready, std::optional<std::uint64_t> deadline);
 
   /// Waits, from a thread that is not part of the machine, until no thread of the machine is left.

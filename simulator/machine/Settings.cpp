@@ -33,19 +33,20 @@ Settings Settings::Windows2000() {
 }
 
 Settings Settings::WindowsNt4() {
-  Settings settings = Older({4, 0, 1381, 2, u"Service Pack 6"},
-                            {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
-                             "IsWow64Process", "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection"});
+  Settings settings =
+      Older({4, 0, 1381, 2, u"Service Pack 6"},
+            {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
+             "IsWow64Process", "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection"});
   settings.missingModules = {u"setupapi.dll"};
   settings.windowsDirectory = u"C:\\WINNT";
   return settings;
 }
 
 Settings Settings::Windows98() {
-  Settings settings = Older({4, 10, 67766446, 1, u" A "},
-                            {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
-                             "MoveFileExW", "IsWow64Process", "Wow64DisableWow64FsRedirection",
-                             "Wow64RevertWow64FsRedirection"});
+  Settings settings = Older(
+      {4, 10, 67766446, 1, u" A "},
+      {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
+       "MoveFileExW", "IsWow64Process", "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection"});
   settings.extendedVersionRecord = false;
   settings.windowsDirectory = u"C:\\WINDOWS";
   return settings;

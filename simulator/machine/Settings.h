@@ -31,8 +31,8 @@ struct Settings {
   std::uint32_t ansiCodePage = 1252;
   std::uint32_t oemCodePage = 437;
   bool fileApisUseAnsi = true;
-  /// Libraries that cannot be loaded and functions that GetProcAddress does not find, as on older systems; the
-  /// wide functions of an 8-bit-only system fail by themselves.
+  /// Libraries that cannot be loaded and functions that GetProcAddress does not find, as on older systems;
+  /// the wide functions of an 8-bit-only system fail by themselves.
   std::set<std::u16string, CaseInsensitiveLess> missingModules;
   std::set<std::string> missingFunctions;
   std::u16string windowsDirectory = u"C:\\Windows";

@@ -5,8 +5,8 @@
 
 namespace winsim {
 
-// Text inside the machine is UTF-16 in std::u16string; the Windows functions speak wchar_t of 16 bits. Text passes
-// between the two by copying units.
+// Text inside the machine is UTF-16 in std::u16string; the Windows functions speak wchar_t of 16 bits. Text
+// passes between the two by copying units.
 
 /// The units up to the terminator; empty for null.
 std::u16string FromWide(const wchar_t* text);
