@@ -252,6 +252,27 @@ TEST_CASE("a driver starts and stops as its behaviour has it") {
   CHECK(StartError(userService) == ERROR_SERVICE_DEPENDENCY_DELETED);
 }
 
+TEST_CASE("the spellings of a driver's image path") {
+  MachineSession session;
+  winsim::Services& services = session.Machine().services;
+  const std::pair<const char16_t*, std::string> cases[] = {
+      {u"", "C:\\Windows\\System32\\drivers\\d.sys"},
+      {u"system32\\drivers\\x.sys", "C:\\Windows\\system32\\drivers\\x.sys"},
+      {u"\\systemroot\\a\\x.sys", "C:\\Windows\\a\\x.sys"},
+      {u"\\??\\D:\\x.sys", "D:\\x.sys"},
+      {u"D:\\x.sys", "D:\\x.sys"},
+      {u"%SystemRoot%\\x.sys", "C:\\Windows\\x.sys"},
+      {u"%windir%\\%none%\\100%.sys", "C:\\Windows\\%none%\\100%.sys"},
+      {u"x", "C:\\Windows\\x"}};
+  for (const auto& [written, meant] : cases) {
+    ServiceConfig config;
+    config.type = ServiceConfig::KernelDriver;
+    config.imagePath = written;
+    services.Add(u"d", config);
+    CHECK(ToUtf8(services.DriverImagePath(u"d")) == meant);
+  }
+}
+
 TEST_CASE("a service's program runs its entry on a second thread and answers controls on the first") {
   MachineSession session;
   winsim::Machine& machine = session.Machine();
