@@ -44,15 +44,15 @@ TEST_CASE("two starts take unclaimed drivers and the service away and change not
       {"Windows 2000", Settings::Windows2000(), true},
       {"Windows NT 4, which has no setup functions", Settings::WindowsNt4(), false},
   };
-  for (const auto& [name, settings, deviceNodesGo] : cases) {
-    CAPTURE(name);
-    UnclaimedMachine machine(settings);
+  for (const auto& windows : cases) {
+    CAPTURE(windows.name);
+    UnclaimedMachine machine(windows.settings);
     machine->Start();
     CHECK(ExistingServices(*machine) ==
           Lines{"Eventlog", "kvaux02 (marked)", "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
     machine.Restart();
     const Lines left = machine.SinceBare();
-    CHECK(About(left, "LEGACY_KV").empty() == deviceNodesGo);
+    CHECK(About(left, "LEGACY_KV").empty() == windows.deviceNodesGo);
     CHECK(left == About(left, "LEGACY_KV"));
     CHECK(machine->leakedHandles == Lines{});
   }
