@@ -104,7 +104,7 @@ class KvsimTest(unittest.TestCase):
 
     def kvsim(self, *arguments, program=KVSIM, **options):
         words = [program] + [str(argument) for argument in arguments]
-        return subprocess.run(words, capture_output=True, text=True, errors="replace", timeout=120, **options)
+        return subprocess.run(words, capture_output=True, text=True, errors="replace", timeout=600, **options)
 
     def json(self, *arguments):
         """What kvsim says with --json, from a run that ends well."""
@@ -119,10 +119,10 @@ class KvsimTest(unittest.TestCase):
         """Exit code and output of kvsim on a terminal of that width."""
         process, terminal = pty.fork()
         if process == 0:
+            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
             os.environ.pop("NO_COLOR", None)
             os.environ.update({"TERM": "xterm"} | environment)
             os.execv(KVSIM, [KVSIM] + [str(argument) for argument in arguments])
-        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
         output = b""
         while True:
             try:
