@@ -13,3 +13,7 @@ if(KV_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(code_rules INTERFACE -fsanitize=address,undefined)
 endif()
+
+if(KV_FUZZ)
+  target_compile_options(code_rules INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev)
-test_packages=(doctest-dev libbenchmark-dev python3 binutils)
+test_packages=(doctest-dev libbenchmark-dev libssl-dev libgmp-dev python3 binutils)
 check_packages=(clang clang-format)
 
 # need_packages NAME...: installs the Debian packages that are missing. Nothing of it on standard output.

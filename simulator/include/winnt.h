@@ -149,6 +149,13 @@ static_assert(sizeof(void*) != 8 || sizeof(SECURITY_DESCRIPTOR) == 40);
 #define IMAGE_NT_OPTIONAL_HDR64_MAGIC 0x20B
 #define IMAGE_NUMBEROF_DIRECTORY_ENTRIES 16
 #define IMAGE_SIZEOF_SHORT_NAME 8
+#define IMAGE_DIRECTORY_ENTRY_IMPORT 1
+#define IMAGE_DIRECTORY_ENTRY_BASERELOC 5
+#define IMAGE_SCN_MEM_DISCARDABLE 0x02000000u
+#define IMAGE_SCN_MEM_WRITE 0x80000000u
+#define IMAGE_REL_BASED_ABSOLUTE 0
+#define IMAGE_REL_BASED_HIGHLOW 3
+#define IMAGE_REL_BASED_DIR64 10
 
 #pragma pack(push, 2)
 struct IMAGE_DOS_HEADER {
@@ -272,8 +279,25 @@ struct IMAGE_SECTION_HEADER {
   WORD NumberOfLinenumbers;
   DWORD Characteristics;
 };
+
+struct IMAGE_IMPORT_DESCRIPTOR {
+  union {
+    DWORD Characteristics;
+    DWORD OriginalFirstThunk;
+  };
+  DWORD TimeDateStamp;
+  DWORD ForwarderChain;
+  DWORD Name;
+  DWORD FirstThunk;
+};
+
+struct IMAGE_BASE_RELOCATION {
+  DWORD VirtualAddress;
+  DWORD SizeOfBlock;
+};
 #pragma pack(pop)
 
 static_assert(sizeof(IMAGE_DOS_HEADER) == 64 && sizeof(IMAGE_FILE_HEADER) == 20);
 static_assert(sizeof(IMAGE_OPTIONAL_HEADER32) == 224 && sizeof(IMAGE_OPTIONAL_HEADER64) == 240);
 static_assert(sizeof(IMAGE_SECTION_HEADER) == 40);
+static_assert(sizeof(IMAGE_IMPORT_DESCRIPTOR) == 20 && sizeof(IMAGE_BASE_RELOCATION) == 8);

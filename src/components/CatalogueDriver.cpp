@@ -1,6 +1,8 @@
 #include "components/CatalogueDriver.h"
 
 #include "drivermanagement/DriverDevice.h"
+#include "imagesigning/InvalidImageException.h"
+#include "imagesigning/PeValidator.h"
 #include "system/File.h"
 #include "system/WindowsApi.h"
 
@@ -9,6 +11,21 @@ namespace DriverManagement::Gen4 {
 using LCommon::System::File;
 using LCommon::System::Handle;
 using LCommon::System::Manager;
+
+namespace {
+
+// An image without signature, a file that is no image and a missing file have no valid one.
+unsigned int HasValidSignature(LUnicodeString path) {
+  try {
+    return ImageSigning1::PeValidator(path).IsValid();
+  } catch (const ImageSigning1::InvalidImageException&) {
+    return 0;
+  } catch (const File::NotFoundException&) {
+    return 0;
+  }
+}
+
+}  // namespace
 
 CatalogueRegistration::CatalogueRegistration(const DriverFacts& facts)
     : BaseLegacyDriverRegistration(facts.serviceName, facts.displayName, {}, SERVICE_BOOT_START,
@@ -40,7 +57,7 @@ SynchronizationModule::SynchronizationModule(const DriverFacts& facts,
 unsigned int SynchronizationModule::IsInstalledUpToDate() {
   if (!CatalogueModule::IsInstalledUpToDate()) return 0;
   const bool needsSignature = m_mode == 1 && Manager::Instance().IsNt5OrLater();
-  return !needsSignature;
+  return !needsSignature || HasValidSignature(m_path);
 }
 
 CatalogueManager::CatalogueManager(const DriverFacts& facts, LPtrRef<BasePeModuleContainer> container,

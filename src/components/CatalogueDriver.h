@@ -46,11 +46,12 @@ class CatalogueModule : public BaseDriverModule {
 /// A synchronization driver's image, which can be asked to carry a valid embedded signature too.
 class SynchronizationModule : public CatalogueModule {
  public:
-  /// `mode` 1 asks for the signature, on Windows 2000 and later; any other value does not.
+  /// `mode` 1 asks for the signature, on Windows 2000 and later of the NT family; any other value does not.
   SynchronizationModule(const DriverFacts& facts, LPtrRef<BasePeModuleContainer> container,
                         unsigned int mode);
 
-  /// This program cannot read signatures, so an image that must carry one never counts as up to date.
+  /// The module's answer, and is the signature that is asked for there and valid? Failures to open or map the
+  /// file other than its absence pass as `LCommon::System::File` and `FileMapping` exceptions.
   unsigned int IsInstalledUpToDate() override;
 
  private:

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "support/ImageSigner.h"
 #include "support/Lines.h"
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
@@ -270,17 +271,19 @@ TEST_CASE(
   }
 }
 
-TEST_CASE("an image that must carry a signature is not up to date, on systems that check signatures") {
+TEST_CASE("an image that must carry a signature is up to date when it has a valid one") {
+  using Bytes = std::vector<unsigned char>;
   Settings olderForPrograms = Settings::Windows2000();
   olderForPrograms.reportedVersion = Settings::WindowsNt4().version;
   const struct {
     Settings settings;
     unsigned int mode;
-    unsigned int expected;
+    bool asked;
   } cases[] = {
-      {Settings::Windows10(), 0, 1},   {Settings::Windows10(), 2, 1},   {Settings::Windows10(), 1, 0},
-      {Settings::Windows2000(), 0, 1}, {Settings::Windows2000(), 1, 0}, {olderForPrograms, 1, 0},
-      {Settings::WindowsNt4(), 1, 1},
+      {Settings::Windows10(), 0, false},  {Settings::Windows10(), 2, false},
+      {Settings::Windows10(), 1, true},   {Settings::Windows2000(), 0, false},
+      {Settings::Windows2000(), 1, true}, {olderForPrograms, 1, true},
+      {Settings::WindowsNt4(), 1, false},
   };
   for (const auto& item : cases) {
     CAPTURE(item.settings.version.major);
@@ -290,11 +293,48 @@ TEST_CASE("an image that must carry a signature is not up to date, on systems th
     const auto container = LMakeRef<TestContainer>();
     kvlnk03sys::Module third(container, item.mode);
     WinNT::kvlnk04::Module fourth(container, item.mode);
+    const auto areUpToDate = [&](const Bytes& image) {
+      machine.files.WriteFile(ImagePath(machine, u"kvlnk03"), image);
+      machine.files.WriteFile(ImagePath(machine, u"kvlnk04"), image);
+      const unsigned int answer = third.IsInstalledUpToDate();
+      CHECK(fourth.IsInstalledUpToDate() == answer);
+      return answer;
+    };
     CHECK(third.IsInstalledUpToDate() == 0);
     CHECK(fourth.IsInstalledUpToDate() == 0);
-    machine.files.WriteFile(ImagePath(machine, u"kvlnk03"), container->body);
-    machine.files.WriteFile(ImagePath(machine, u"kvlnk04"), container->body);
-    CHECK(third.IsInstalledUpToDate() == item.expected);
-    CHECK(fourth.IsInstalledUpToDate() == item.expected);
+
+    Bytes image = BuildImage({.signatureSection = true});
+    SignImage(image);
+    machine.gate.StartTrace();
+    CHECK(areUpToDate(image) == 1);
+    // The version, the target system and, where it is asked for, the signature are looked at.
+    CHECK(session.Trace("MapViewOfFile").size() == (item.asked ? 8 : 6));
+
+    const unsigned int withoutSignature = !item.asked;
+    CHECK(areUpToDate(BuildImage({})) == withoutSignature);
+    Bytes unaligned = image;
+    PutNumber(unaligned, ImageOptionalHeader + 36, 4, 1);
+    CHECK(areUpToDate(unaligned) == withoutSignature);
+    PutNumber(image, ImageOptionalHeader + 16, 4, 0x1001);  // the entry point
+    CHECK(areUpToDate(image) == withoutSignature);
   }
+}
+
+TEST_CASE("an image that goes before its signature is read is not up to date; other failures pass") {
+  SystemSession session;
+  winsim::Machine& machine = session.Machine();
+  const auto container = LMakeRef<TestContainer>();
+  kvlnk03sys::Module module(container, 1);
+  machine.files.WriteFile(ImagePath(machine, u"kvlnk03"), container->body);
+  const auto outcome = [&](std::uint32_t error) {
+    machine.gate.FailFunction("CreateFileW", error, 1, 1);  // the first open reads the target system
+    unsigned int answer = 2;
+    const std::string thrown = Thrown([&] { answer = module.IsInstalledUpToDate(); });
+    CHECK(machine.gate.HasIntervened());
+    machine.gate.Restore();
+    return answer == 2 ? thrown : std::to_string(answer);
+  };
+  CHECK(outcome(2) == "0");
+  CHECK(outcome(3) == "0");
+  CHECK(outcome(32) == Exactly<File::SharingViolationException>(32));
 }

@@ -15,7 +15,8 @@ LAYERS = {
     "foundation": set(),
     "system": {"foundation"},
     "drivermanagement": {"foundation", "system"},
-    "components": {"foundation", "system", "drivermanagement"},
+    "imagesigning": {"foundation", "system"},
+    "components": {"foundation", "system", "drivermanagement", "imagesigning"},
     "app": {"foundation", "system", "drivermanagement", "components"},
 }
 SDK_HEADER = "system/WindowsApi.h"
