@@ -1,8 +1,8 @@
 # Sourced by ./run, ./test and .ci/run, from the project's root.
 # shellcheck shell=bash
 
-product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev)
-test_packages=(doctest-dev libbenchmark-dev libssl-dev libgmp-dev python3 binutils)
+product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev libssl-dev)
+test_packages=(doctest-dev libbenchmark-dev libgmp-dev python3 python3-pefile openssl binutils)
 check_packages=(clang clang-format)
 
 # need_packages NAME...: installs the Debian packages that are missing. Nothing of it on standard output.

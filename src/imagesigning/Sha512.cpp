@@ -36,122 +36,123 @@ constexpr std::uint64_t RoundConstants[Rounds] = {
     0x113f9804bef90dae, 0x1b710b35131c471b, 0x28db77f523047d84, 0x32caab7b40c72493, 0x3c9ebe0a15c9bebc,
     0x431d67c49c100d4c, 0x4cc5d4becb3e42b6, 0x597f299cfc657e2a, 0x5fcb6fab3ad6faec, 0x6c44198c4a475817};
 
-std::uint64_t ReadBigEndian(const unsigned char* bytes) {
-  return std::uint64_t{bytes[0]} << 56 | std::uint64_t{bytes[1]} << 48 | std::uint64_t{bytes[2]} << 40 |
-         std::uint64_t{bytes[3]} << 32 | std::uint64_t{bytes[4]} << 24 | std::uint64_t{bytes[5]} << 16 |
-         std::uint64_t{bytes[6]} << 8 | std::uint64_t{bytes[7]};
-}
-
 void StoreBigEndian(unsigned char* bytes, std::uint64_t number) {
   for (int index = 0; index < 8; ++index) {
     bytes[index] = static_cast<unsigned char>(number >> (56 - 8 * index));
   }
 }
 
-/// The message schedules of as many blocks as `Words` has words: word t of block l is words[t][l].
-template <class Words>
+constexpr std::make_index_sequence<WordsOfBlock / 2> PairIndexes{};
+
+/// The message schedule, as far as one turn of sixteen rounds needs it, two words at a time.
+template <class Pair>
 struct Schedule {
-  static constexpr std::size_t Blocks = sizeof(Words) / sizeof(std::uint64_t);
+  Pair words[WordsOfBlock / 2];
+  std::uint64_t inputs[WordsOfBlock];  // the words, each with the constant of its round added
 
-  std::uint64_t words[Rounds][Blocks];
-
-  /// The first words, from `count` blocks in a row. Blocks beyond `count` repeat the first one.
-  L_ALWAYS_INLINE void Load(const unsigned char* blocks, std::size_t count) {
-    for (std::size_t block = 0; block < Blocks; ++block) {
-      const unsigned char* const source = blocks + (block < count ? block : 0) * Sha512::BlockSize;
-      for (std::size_t t = 0; t < WordsOfBlock; ++t) {
-        words[t][block] = ReadBigEndian(source + t * sizeof(std::uint64_t));
-      }
-    }
+  template <std::size_t I>
+  L_ALWAYS_INLINE void Read(const unsigned char* block) {
+    LReadBigEndian(block + 16 * I, words[I]);
+    StoreInputs<I>(0);
   }
 
-  /// Word t of all blocks from the sixteen words before it.
-  L_ALWAYS_INLINE void Extend(std::size_t t) {
-    // Copied, not referred to: the array need not be aligned as `Words` are.
-    Words w2, w7, w15, w16;
-    std::memcpy(&w2, words[t - 2], sizeof(Words));
-    std::memcpy(&w7, words[t - 7], sizeof(Words));
-    std::memcpy(&w15, words[t - 15], sizeof(Words));
-    std::memcpy(&w16, words[t - 16], sizeof(Words));
-    const Words sigma0 = (w15 >> 1 | w15 << 63) ^ (w15 >> 8 | w15 << 56) ^ w15 >> 7;
-    const Words sigma1 = (w2 >> 19 | w2 << 45) ^ (w2 >> 61 | w2 << 3) ^ w2 >> 6;
-    const Words word = w16 + sigma0 + w7 + sigma1;
-    std::memcpy(words[t], &word, sizeof(Words));
+  /// Replaces a pair by that of sixteen rounds later; those before it are replaced already. `turn` is the
+  /// first of these later rounds.
+  template <std::size_t I>
+  L_ALWAYS_INLINE void Extend(std::size_t turn) {
+    const Pair second = LMiddleWords(words[I], words[(I + 1) % 8]);
+    const Pair tenth = LMiddleWords(words[(I + 4) % 8], words[(I + 5) % 8]);
+    const Pair last = words[(I + 7) % 8];
+    const Pair sigma0 = (second >> 1 | second << 63) ^ (second >> 8 | second << 56) ^ second >> 7;
+    const Pair sigma1 = (last >> 19 | last << 45) ^ (last >> 61 | last << 3) ^ last >> 6;
+    words[I] = words[I] + tenth + sigma0 + sigma1;
+    StoreInputs<I>(turn);
+  }
+
+ private:
+  template <std::size_t I>
+  L_ALWAYS_INLINE void StoreInputs(std::size_t turn) {
+    Pair pair;
+    std::memcpy(&pair, &RoundConstants[turn + 2 * I], sizeof(pair));
+    pair = pair + words[I];
+    std::memcpy(&inputs[2 * I], &pair, sizeof(pair));
   }
 };
 
-/// The working variables. Instead of moving from one to the next with every round they stay in place, and
-/// round t calls them by other names.
+/// The working variables. They stay in place instead of moving on by one with each round: round t calls them
+/// by other names.
 struct Variables {
   std::uint64_t v[8];
   std::uint64_t bXorC;  // a ^ b of one round is b ^ c of the next
 
   template <std::size_t T>
   L_ALWAYS_INLINE void Round(std::uint64_t input) {
-    const std::uint64_t a = v[(8 - T) % 8], b = v[(9 - T) % 8];
-    const std::uint64_t e = v[(12 - T) % 8], f = v[(13 - T) % 8], g = v[(14 - T) % 8];
-    std::uint64_t& d = v[(11 - T) % 8];
-    std::uint64_t& h = v[(15 - T) % 8];
+    const std::uint64_t a = v[(16 - T) % 8], b = v[(17 - T) % 8];
+    const std::uint64_t e = v[(20 - T) % 8], f = v[(21 - T) % 8], g = v[(22 - T) % 8];
+    std::uint64_t& d = v[(19 - T) % 8];
+    std::uint64_t& h = v[(23 - T) % 8];
 
     h += input;
-    h += (e & f) + (~e & g);
-    h += std::rotr(e, 14) ^ std::rotr(e, 18) ^ std::rotr(e, 41);
+    const std::uint64_t sumOfE = std::rotr(e, 14) ^ std::rotr(e, 18) ^ std::rotr(e, 41);
+    h += e & f;  // with the next line: f where e has a one, else g
+    h += ~e & g;
+    h += sumOfE;
     d += h;
     const std::uint64_t aXorB = a ^ b;
-    h += std::rotr(a, 28) ^ std::rotr(a, 34) ^ std::rotr(a, 39);
+    const std::uint64_t sumOfA = std::rotr(a, 28) ^ std::rotr(a, 34) ^ std::rotr(a, 39);
     h += b ^ (aXorB & bXorC);  // the majority of a, b and c
+    h += sumOfA;
     bXorC = aXorB;
   }
 };
 
-/// Rounds t to t + 7 of one block. `Extending` also computes the words that the rounds sixteen later take, so
-/// that the processor works on both at once.
-template <bool Extending, class Words, std::size_t... I>
-L_ALWAYS_INLINE void EightRounds(Variables& variables, Schedule<Words>& schedule, std::size_t t,
-                                 std::size_t block, std::index_sequence<I...>) {
-  ((Extending ? schedule.Extend(t + I + WordsOfBlock) : void(),
-    variables.template Round<I>(schedule.words[t + I][block] + RoundConstants[t + I])),
+/// Sixteen rounds. Each pair of inputs that they are done with is replaced at once, so that the processor
+/// works on rounds and schedule together: by the pair for round `turn` and its followers, or, after the last
+/// turn, by that of the block at `next`.
+template <bool IsLast, class Pair, std::size_t... I>
+L_ALWAYS_INLINE void SixteenRounds(Variables& variables, Schedule<Pair>& schedule, std::size_t turn,
+                                   const unsigned char* next, std::index_sequence<I...>) {
+  ((variables.template Round<2 * I>(schedule.inputs[2 * I]),
+    variables.template Round<2 * I + 1>(schedule.inputs[2 * I + 1]),
+    IsLast ? schedule.template Read<I>(next) : schedule.template Extend<I>(turn)),
    ...);
 }
 
-template <class Words>
+template <class Pair, std::size_t... I>
+L_ALWAYS_INLINE void ReadBlock(Schedule<Pair>& schedule, const unsigned char* block,
+                               std::index_sequence<I...>) {
+  (schedule.template Read<I>(block), ...);
+}
+
+template <class Pair>
 L_ALWAYS_INLINE void Compress(std::uint64_t* state, const unsigned char* blocks, std::size_t count) {
-  constexpr std::make_index_sequence<8> EightIndexes{};
-  Schedule<Words> schedule;
-  while (count > 0) {
-    const std::size_t taken = std::min(count, Schedule<Words>::Blocks);
-    schedule.Load(blocks, taken);
-    for (std::size_t block = 0; block < taken; ++block) {
-      Variables variables;
-      std::copy_n(state, 8, variables.v);
-      variables.bXorC = state[1] ^ state[2];
-      std::size_t t = 0;
-      if (block == 0) {
-        for (; t < Rounds - WordsOfBlock; t += 8) {
-          EightRounds<true>(variables, schedule, t, block, EightIndexes);
-        }
-      }
-      for (; t < Rounds; t += 8) {
-        EightRounds<false>(variables, schedule, t, block, EightIndexes);
-      }
-      for (std::size_t index = 0; index < 8; ++index) {
-        state[index] += variables.v[index];
-      }
+  if (count == 0) return;
+  Schedule<Pair> schedule;
+  ReadBlock(schedule, blocks, PairIndexes);
+  for (; count > 0; --count) {
+    Variables variables;
+    std::copy_n(state, 8, variables.v);
+    variables.bXorC = state[1] ^ state[2];
+    for (std::size_t turn = WordsOfBlock; turn < Rounds; turn += WordsOfBlock) {
+      SixteenRounds<false>(variables, schedule, turn, nullptr, PairIndexes);
     }
-    blocks += taken * Sha512::BlockSize;
-    count -= taken;
+    if (count > 1) blocks += Sha512::BlockSize;  // behind the last block it reads that block again
+    SixteenRounds<true>(variables, schedule, Rounds, blocks, PairIndexes);
+    for (std::size_t index = 0; index < 8; ++index) {
+      state[index] += variables.v[index];
+    }
   }
 }
 
 L_VECTOR_CODE void CompressWithVectorUnit(std::uint64_t* state, const unsigned char* blocks,
                                           std::size_t count) {
-  Compress<LVectorWords>(state, blocks, count);
+  Compress<LWordPair>(state, blocks, count);
 }
 
 }  // namespace
 
 void Sha512::CompressPortable(std::uint64_t* state, const unsigned char* blocks, std::size_t count) {
-  Compress<std::uint64_t>(state, blocks, count);
+  Compress<LPlainWordPair>(state, blocks, count);
 }
 
 Sha512::Compression Sha512::FastestCompression() {

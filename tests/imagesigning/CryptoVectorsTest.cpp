@@ -25,30 +25,16 @@ std::string DigestOf(std::string_view message, std::size_t step, Sha512::Compres
   digest.Finish(bytes);
   std::string text;
   for (const unsigned char byte : bytes) {
-    text += "0123456789abcdef"[byte >> 4];
-    text += "0123456789abcdef"[byte & 15];
+    text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
   }
   return text;
 }
 
-/// 2^bit + addend, without carry beyond the lowest byte.
-Number Power(unsigned int bit, unsigned char addend = 0) {
-  Number number{};
-  number[bit / 8] = static_cast<unsigned char>(1u << bit % 8);
-  number[0] = static_cast<unsigned char>(number[0] + addend);
-  return number;
-}
-
-Number Small(unsigned char value) {
-  return Number{value};
-}
-
-/// 2^bits - below, for `bits` a multiple of 8 or one more, and `below` in a byte.
-Number JustBelow(unsigned int bits, unsigned char below) {
-  Number number{};
-  std::fill_n(number.begin(), bits / 8, static_cast<unsigned char>(0xFF));
-  if (bits % 8 != 0) number[bits / 8] = static_cast<unsigned char>((1u << bits % 8) - 1);
-  number[0] = static_cast<unsigned char>(0x100 - below);
+/// 2^1024 - difference.
+Number LargestBut(unsigned char difference) {
+  Number number;
+  number.fill(0xFF);
+  number[0] = static_cast<unsigned char>(0x100 - difference);
   return number;
 }
 
@@ -73,57 +59,47 @@ TEST_CASE("SHA-512 of the published messages, in one piece or many") {
        "e718483d0ce769644e2e42c7bc15b4638e1f98b13b2044285632a803afa973eb"
        "de0ff244877ea60a4cb0432ce577c31beb009c5c2c49aa2e4eadb217ad8cc09b"},
   };
-  for (const Sha512::Compression compression : {Sha512::CompressPortable, Sha512::FastestCompression()}) {
-    for (const auto& [message, digest] : Vectors) {
-      for (const std::size_t step :
-           {std::size_t{1}, std::size_t{7}, std::size_t{700}, std::size_t{1'000'000}}) {
-        CHECK(DigestOf(message, step, compression) == digest);
-      }
+  for (const auto& [message, digest] : Vectors) {
+    for (const std::size_t step : {1u, 7u, 700u, 1'000'000u}) {
+      CHECK(DigestOf(message, step, Sha512::CompressPortable) == digest);
+      CHECK(DigestOf(message, step, Sha512::FastestCompression()) == digest);
     }
   }
 }
 
 TEST_CASE("modular powers whose value is known without computing them") {
-  // 2^1024 - 105, 2^521 - 1 and 251 are prime, so that a^p = a and a^(p - 1) = 1 modulo p.
-  const Number p1024 = JustBelow(1024, 105), p521 = JustBelow(521, 1), p251 = Small(251);
+  // p = 2^1024 - 105 is prime, so that a^p = a modulo p.
+  const Number p = LargestBut(105);
   const struct {
     const char* what;
     Number base, exponent, modulus, result;
   } Cases[] = {
-      {"2^1024 mod p is what p lacks", Small(2), Power(10), p1024, Small(105)},
-      {"the square of 2^512", Power(512), Small(2), p1024, Small(105)},
-      {"base^p", Power(1023, 77), p1024, p1024, Power(1023, 77)},
-      {"base^(p - 1)", Small(3), JustBelow(1024, 106), p1024, Small(1)},
-      {"base^(p - 1), modulus shorter by half", Small(3), JustBelow(521, 2), p521, Small(1)},
-      {"2^1023 modulo 2^521 - 1", Power(1023), Small(1), p521, Power(1023 - 521)},
-      {"the largest base", JustBelow(1024, 1), Small(1), p1024, Small(104)},
-      {"the modulus as base", p1024, Small(1), p1024, Small(0)},
-      {"exponent 0", Small(7), Small(0), p1024, Small(1)},
-      {"base 0 and exponent 0", Small(0), Small(0), p251, Small(1)},
-      {"base 0", Small(0), Small(3), p251, Small(0)},
-      {"3^5 mod 251", Small(3), Small(5), p251, Small(243)},
-      {"3^6 mod 251", Small(3), Small(6), p251, Small(227)},
-      {"modulus 3", Small(2), JustBelow(1024, 1), Small(3), Small(2)},
+      {"2^1024 mod p", Number{2}, Number{0, 4}, p, Number{105}},
+      {"base^p", LargestBut(106), p, p, LargestBut(106)},
+      {"the largest base", LargestBut(1), Number{1}, p, Number{104}},
+      {"the modulus as base", p, Number{1}, p, Number{0}},
+      {"exponent 0", Number{0}, Number{0}, p, Number{1}},
+      {"3^5 mod 13", Number{3}, Number{5}, Number{13}, Number{9}},
+      {"the least modulus", Number{2}, LargestBut(1), Number{3}, Number{2}},
   };
-  for (const auto& [what, base, exponent, modulus, result] : Cases) {
-    CAPTURE(what);
+  for (const auto& at : Cases) {
+    CAPTURE(at.what);
     Number power;
-    ModularPower(base.data(), exponent.data(), modulus.data(), power.data());
-    CHECK(power == result);
-    power = base;
-    ModularPowerWithLimbs<std::uint32_t, std::uint64_t>(power.data(), exponent.data(), modulus.data(),
+    ModularPower(at.base.data(), at.exponent.data(), at.modulus.data(), power.data());
+    CHECK(power == at.result);
+    power = at.base;
+    ModularPowerWithLimbs<std::uint32_t, std::uint64_t>(power.data(), at.exponent.data(), at.modulus.data(),
                                                         power.data());
-    CHECK(power == result);
+    CHECK(power == at.result);
   }
 }
 
-TEST_CASE("a modulus that has no inverse of 2^1024 or no remainder 1 is refused") {
-  const auto condition = [](const Number& modulus) {
-    Number power;
+TEST_CASE("a modulus that is even or 1 is refused") {
+  const auto condition = [](Number modulus) {
     return FailedCondition(
-        [&] { ModularPower(modulus.data(), modulus.data(), modulus.data(), power.data()); });
+        [&] { ModularPower(modulus.data(), modulus.data(), modulus.data(), modulus.data()); });
   };
-  CHECK(condition(Small(0)) == "modulus is odd");
-  CHECK(condition(Power(1023, 2)) == "modulus is odd");
-  CHECK(condition(Small(1)) == "modulus > 1");
+  CHECK(condition(Number{0}) == "modulus is odd");
+  CHECK(condition(LargestBut(2)) == "modulus is odd");
+  CHECK(condition(Number{1}) == "modulus > 1");
 }

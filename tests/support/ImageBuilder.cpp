@@ -102,50 +102,40 @@ class Layout {
 
   // The two sections may be one: all sizes are fixed before any address is taken.
   void AddImports() {
+    constexpr std::size_t nameSize = 32;
+    const std::vector<ImageImport>& imports = m_description.imports;
     const std::size_t width = m_description.plus ? 8 : 4;
-    Bytes& tables = sections[m_description.importSection].data;
-    Bytes& thunks = sections[m_description.thunkSection].data;
-    std::size_t entries = 0, names = 0;
-    for (const ImageImport& each : m_description.imports) {
+    std::size_t entries = 0;  // of the tables; the closing ones stand for the libraries' names
+    for (const ImageImport& each : imports) {
       entries += each.functions.size() + 1;
-      names += each.library.size() + 1;
-      for (const std::string& function : each.functions) {
-        names += function.size() + 3;
-      }
     }
-    const std::size_t descriptors = Align(tables.size(), 8);
-    std::size_t lookup = Align(descriptors + 20 * (m_description.imports.size() + 1), 8);
-    std::size_t name = lookup + entries * width;
-    tables.resize(name + names);
-    std::size_t thunk = Align(thunks.size(), 8);
+    Bytes& tables = sections[m_description.importSection].data;
+    const std::size_t descriptors = Align(tables.size(), 8), size = 20 * (imports.size() + 1);
+    const std::size_t lookup = Align(descriptors + size, 8), names = lookup + entries * width;
+    tables.resize(names + entries * nameSize);
+    Bytes& thunks = sections[m_description.thunkSection].data;
+    const std::size_t thunk = Align(thunks.size(), 8);
     thunks.resize(thunk + entries * width);
+    directories.push_back({ImportDirectory, m_description.importSection, descriptors, size});
 
     const std::uint32_t base = Address(m_description.importSection);
     const std::uint32_t thunkBase = Address(m_description.thunkSection);
-    const auto addText = [&](const std::string& text) {
-      std::copy(text.begin(), text.end(), tables.begin() + static_cast<std::ptrdiff_t>(name));
-      name += text.size() + 1;
-    };
-    std::size_t descriptor = descriptors;
-    for (const ImageImport& each : m_description.imports) {
-      PutNumber(tables, descriptor, 4, base + lookup);
-      PutNumber(tables, descriptor + 12, 4, base + name);
-      PutNumber(tables, descriptor + 16, 4, thunkBase + thunk);
+    std::size_t descriptor = descriptors, entry = 0;
+    for (const ImageImport& each : imports) {
+      PutNumber(tables, descriptor, 4, base + lookup + entry * width);
+      PutNumber(tables, descriptor + 12, 4, base + names + (entry + each.functions.size()) * nameSize);
+      PutNumber(tables, descriptor + 16, 4, thunkBase + thunk + entry * width);
       descriptor += 20;
-      addText(each.library);
       for (const std::string& function : each.functions) {
-        PutNumber(tables, lookup, width, base + name);
-        PutNumber(thunks, thunk, width, base + name);
-        lookup += width;
-        thunk += width;
-        name += 2;  // the hint
-        addText(function);
+        const std::size_t name = names + entry * nameSize;  // a hint of 2 bytes, and the name
+        PutNumber(tables, lookup + entry * width, width, base + name);
+        PutNumber(thunks, thunk + entry * width, width, base + name);
+        std::memcpy(&tables[name + 2], function.data(), function.size());
+        ++entry;
       }
-      lookup += width;
-      thunk += width;
+      std::memcpy(&tables[names + entry * nameSize], each.library.data(), each.library.size());
+      ++entry;
     }
-    directories.push_back(
-        {ImportDirectory, m_description.importSection, descriptors, descriptor + 20 - descriptors});
   }
 
   void AddRelocations() {

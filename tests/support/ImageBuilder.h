@@ -29,7 +29,7 @@ constexpr std::uint32_t ReadOnlySection = 0x40000040;
 constexpr std::uint32_t WritableSection = 0xC0000040;
 constexpr std::uint32_t DiscardableSection = 0x42000040;
 
-/// A library and the functions that an image uses of it.
+/// A library and the functions that an image uses of it; names have up to 29 characters.
 struct ImageImport {
   std::string library;
   std::vector<std::string> functions;

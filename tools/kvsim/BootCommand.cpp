@@ -5,9 +5,9 @@
 
 #include "Commands.h"
 #include "Errors.h"
-#include "Output.h"
 #include "Report.h"
 #include "Time.h"
+#include "common/Output.h"
 
 namespace kvsim {
 
@@ -21,7 +21,7 @@ int Boot(const BootOptions& options) {
   if (!options.save.empty()) {
     session.CheckTarget(options.save);
   }
-  const Terminal terminal = Terminal::ForOutput();
+  const tools::Terminal terminal = tools::Terminal::ForOutput();
   nlohmann::json document = {
       {"schema", JsonSchema}, {"machine", options.machine}, {"starts", nlohmann::json::array()}};
   StartReport report;
@@ -32,7 +32,7 @@ int Boot(const BootOptions& options) {
     if (options.json) {
       document["starts"].push_back(StartJson(report, options.trace));
     } else {
-      Print(StartText(report, options.starts, options.trace, terminal));
+      tools::Print(StartText(report, options.starts, options.trace, terminal));
     }
   }
   if (!options.save.empty()) {
@@ -40,11 +40,11 @@ int Boot(const BootOptions& options) {
   }
   if (options.json) {
     document["clean"] = report.facts.after.IsClean();
-    Print(JsonText(document));
+    tools::Print(tools::JsonText(document));
   } else {
-    Print(SummaryText(report, terminal));
+    tools::Print(SummaryText(report, terminal));
     if (!options.save.empty()) {
-      Print(fmt::format("Saved to {}.\n", options.save));
+      tools::Print(fmt::format("Saved to {}.\n", options.save));
     }
   }
   return ExitCode::done;

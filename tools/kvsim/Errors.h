@@ -23,11 +23,6 @@ struct CommandError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The result cannot be written; one line.
-struct OutputError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 /// kvsim cannot do its work although its input is right: the program's module is not beside it.
 struct IncompleteError : std::runtime_error {
   using std::runtime_error::runtime_error;

@@ -3,9 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
-#include "Output.h"
 #include "Report.h"
 #include "Time.h"
+#include "common/Output.h"
 
 namespace kvsim {
 
@@ -39,9 +39,9 @@ int Exec(const ExecOptions& options) {
     document["machine"] = options.machine;
     document["commandLine"] = commandLine;
     document["time"] = FormatIso(time);
-    Print(JsonText(document));
+    tools::Print(tools::JsonText(document));
   } else {
-    Print(CommandText(run, options.trace, Terminal::ForOutput()));
+    tools::Print(CommandText(run, options.trace, tools::Terminal::ForOutput()));
     if (!run.fault.empty()) {
       std::fputs(fmt::format("kvsim: the program died of {}\n", run.fault).c_str(), stderr);
     }

@@ -5,11 +5,12 @@
 #include <algorithm>
 
 #include "PassTrace.h"
-#include "Terminal.h"
+#include "common/Terminal.h"
 
 namespace kvsim {
 namespace {
 
+using tools::Join;
 using winsim::ToUtf8;
 
 const char* ImageWord(const Component& component) {

@@ -1,13 +1,11 @@
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "Commands.h"
 #include "Errors.h"
-#include "Output.h"
 #include "Report.h"
+#include "common/CommandLine.h"
+#include "common/Failure.h"
+#include "common/Output.h"
 
 namespace kvsim {
 namespace {
@@ -20,41 +18,8 @@ constexpr const char* Footer = R"(Exit codes:
   5  kvsim is incomplete: kvdel01.so is not beside it
 Messages of kvsim itself begin with "kvsim: " and go to standard error.)";
 
-/// Everything that can end a command early, as the outside sees it.
-struct Failure {
-  ExitCode code = ExitCode::kvsimIncomplete;
-  const char* kind = "kvsim";
-  std::string message;
-  std::string file;
-  std::size_t line = 0;
-};
-
-int Report(const Failure& failure, bool json) {
-  if (json) {
-    nlohmann::json error = {{"code", failure.code}, {"kind", failure.kind}, {"message", failure.message}};
-    if (!failure.file.empty()) {
-      error["file"] = failure.file;
-    }
-    if (failure.line != 0) {
-      error["line"] = failure.line;
-    }
-    const nlohmann::json document = {{"schema", JsonSchema}, {"error", error}};
-    std::fputs((document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n').c_str(),
-               stdout);
-  }
-  const std::string place = failure.file + (failure.line == 0 ? "" : fmt::format(":{}", failure.line)) +
-                            (failure.file.empty() ? "" : ": ");
-  std::fputs(fmt::format("kvsim: {}{}\n", place, failure.message).c_str(), stderr);
-  return failure.code;
-}
-
-/// The parser's message without the parts that help nobody, and where to look.
-std::string Hint(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& unknown) {
-  const auto& commands = app.get_subcommands();
-  const std::string command = commands.empty() ? "" : ' ' + commands.front()->get_name();
-  const std::string what =
-      unknown.empty() ? error.what() : fmt::format("unknown argument '{}'", unknown.front());
-  return fmt::format("{}; see kvsim{} --help", what, command);
+int Report(const tools::Failure& failure, bool json) {
+  return tools::Report("kvsim", failure, json, JsonSchema);
 }
 
 class ExecFormatter : public CLI::Formatter {
@@ -122,25 +87,25 @@ int Run(int argc, char** argv) {
       }
       return isExec ? Exec(exec) : Boot(boot);
     } catch (const CLI::CallForVersion& version) {
-      Print(std::string(version.what()) + '\n');
+      tools::Print(std::string(version.what()) + '\n');
     } catch (const CLI::Success& help) {
       app.exit(help);
     } catch (const CLI::ParseError& error) {
-      throw UsageError(Hint(app, error, app.remaining(true)));
+      throw UsageError(tools::UsageHint(app, error));
     }
     return ExitCode::done;
   } catch (const UsageError& error) {
-    return Report({ExitCode::usageWrong, "usage", error.what(), {}, 0}, json);
+    return Report({ExitCode::usageWrong, "usage", error.what()}, json);
   } catch (const winsim::MachineFolderError& error) {
     return Report({ExitCode::machineUnreadable, "machine", error.Text(), error.File(), error.Line()}, json);
   } catch (const CommandError& error) {
-    return Report({ExitCode::machineUnreadable, "command", error.what(), {}, 0}, json);
+    return Report({ExitCode::machineUnreadable, "command", error.what()}, json);
   } catch (const winsim::SaveError& error) {
-    return Report({ExitCode::resultNotWritten, "output", error.what(), {}, 0}, json);
-  } catch (const OutputError& error) {
-    return Report({ExitCode::resultNotWritten, "output", error.what(), {}, 0}, json);
+    return Report({ExitCode::resultNotWritten, "output", error.what()}, json);
+  } catch (const tools::OutputError& error) {
+    return Report({ExitCode::resultNotWritten, "output", error.what()}, json);
   } catch (const std::exception& error) {
-    return Report({ExitCode::kvsimIncomplete, "kvsim", error.what(), {}, 0}, json);
+    return Report({ExitCode::kvsimIncomplete, "kvsim", error.what()}, json);
   }
 }
 

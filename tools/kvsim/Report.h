@@ -6,7 +6,7 @@
 
 #include "Explain.h"
 #include "Session.h"
-#include "Terminal.h"
+#include "common/Terminal.h"
 
 namespace kvsim {
 
@@ -23,16 +23,14 @@ struct StartReport {
 // --- for people ---
 
 std::string StartText(const StartReport& report, unsigned int starts, bool withTrace,
-                      const Terminal& terminal);
+                      const tools::Terminal& terminal);
 /// What is left after the last start.
-std::string SummaryText(const StartReport& last, const Terminal& terminal);
+std::string SummaryText(const StartReport& last, const tools::Terminal& terminal);
 /// What a command line showed.
-std::string CommandText(const CommandRun& run, bool withTrace, const Terminal& terminal);
+std::string CommandText(const CommandRun& run, bool withTrace, const tools::Terminal& terminal);
 
 // --- for programs ---
 
-/// The text of a document; bytes that are no UTF-8 (of host paths) become U+FFFD.
-std::string JsonText(const nlohmann::json& document);
 nlohmann::json StartJson(const StartReport& report, bool withTrace);
 nlohmann::json CommandJson(const CommandRun& run, bool withTrace);
 

@@ -79,10 +79,6 @@ json ComponentJson(const StartReport& report, std::size_t index) {
 
 }  // namespace
 
-std::string JsonText(const json& document) {
-  return document.dump(2, ' ', false, json::error_handler_t::replace) + '\n';
-}
-
 json StartJson(const StartReport& report, bool withTrace) {
   const StartFacts& facts = report.facts;
   const ProgramRun& program = facts.program;

@@ -9,6 +9,10 @@
 namespace kvsim {
 namespace {
 
+using tools::Join;
+using tools::Padded;
+using tools::Printable;
+using tools::Terminal;
 using Style = Terminal::Style;
 
 constexpr std::size_t NameColumns = 10;

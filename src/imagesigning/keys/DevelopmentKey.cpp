@@ -1,4 +1,5 @@
-// The public half of tests/keys/development.pem, as `kvsign export-key` writes it.
+// A public key for the build, as `kvsign export-key` writes it. SHA-256 of its DER form:
+// 29401842a89de083183bf1eb49e65c00df63656bf7afe8c742be172fe235dc5d
 
 #include "imagesigning/BuiltInKey.h"
 

@@ -1,4 +1,4 @@
-#include "Terminal.h"
+#include "common/Terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
-namespace kvsim {
+namespace tools {
 namespace {
 
 constexpr std::size_t NarrowestText = 20;
@@ -91,6 +91,11 @@ std::string Printable(std::string text) {
   return text;
 }
 
+std::string OneLine(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', '?');
+  return Printable(std::move(text));
+}
+
 std::size_t Columns(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(
       text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
@@ -108,4 +113,4 @@ std::string Join(const std::vector<std::string>& items) {
   return text;
 }
 
-}  // namespace kvsim
+}  // namespace tools

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kvsim {
+namespace tools {
 
 /// What standard output is: a terminal of some width, which gets colours and wrapped lines, or anything else,
 /// which gets plain text in lines as long as they need to be.
@@ -40,6 +40,8 @@ class Terminal {
 /// `text` with its control characters, but for line breaks, replaced: names on a machine are not commands to
 /// the terminal.
 std::string Printable(std::string text);
+/// The same, line breaks too.
+std::string OneLine(std::string text);
 /// Columns that UTF-8 text takes, a character each.
 std::size_t Columns(std::string_view text);
 /// `text` filled up with blanks to `columns`.
@@ -48,4 +50,4 @@ std::string Padded(std::string_view text, std::size_t columns);
 /// "a", "a and b", "a, b and c".
 std::string Join(const std::vector<std::string>& items);
 
-}  // namespace kvsim
+}  // namespace tools

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace tools {
+
+/// Everything that can end a command early, as the outside sees it.
+struct Failure {
+  int code;  // the exit code
+  const char* kind;
+  std::string message;
+  std::string file = {};
+  std::size_t line = 0;
+};
+
+/// Writes one line to standard error, "TOOL: FILE:LINE: MESSAGE", and with `json` a document of form `schema`
+/// to standard output. Returns the exit code.
+int Report(const char* tool, const Failure& failure, bool json, int schema);
+
+}  // namespace tools

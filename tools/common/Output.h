@@ -1,0 +1,20 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <stdexcept>
+#include <string>
+
+namespace tools {
+
+/// The result cannot be written; one line.
+struct OutputError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Writes to standard output. Throws OutputError when that does not take it.
+void Print(const std::string& text);
+
+/// The text of a document; bytes that are no UTF-8 (of host paths) become U+FFFD.
+std::string JsonText(const nlohmann::json& document);
+
+}  // namespace tools

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace kvsign {
+
+/// How kvsign ends. Of several files the worst counts: refused, then notValid, then done.
+enum ExitCode : int {
+  done = 0,
+  notValid = 1,
+  usageWrong = 2,
+  refused = 3,
+  resultNotWritten = 4,
+  internalFault = 5,
+};
+
+/// The command line is wrong; one line.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// A file cannot be read or used, or a key is not one for this scheme: one line without the file's name.
+struct FileError : std::runtime_error {
+  FileError(std::string name, const std::string& message)
+      : std::runtime_error(message), file(std::move(name)) {}
+
+  std::string file;
+};
+
+}  // namespace kvsign
