@@ -80,9 +80,8 @@ SignedImage SignImage(Session& session, Bytes bytes, const SigningKey& key, bool
   const PublicKey publicKey = key.Public();
   if (Verify(session, file.Contents(), &publicKey).verdict != Verdict::valid) {
     throw std::runtime_error(
-        "does not verify with its new signature; is the key whole ('openssl pkey -check'), and has its "
-        "section "
-        ".kvsign1 data of its own?");
+        "does not verify with its new signature; is the key whole ('openssl pkey -check'), "
+        "and has its section .kvsign1 data of its own?");
   }
   result.bytes = file.Contents();
   return result;

@@ -171,6 +171,8 @@ FileBytes LinkedImage(const char* name) {
   return file;
 }
 
+constexpr const char* LinkedImages[] = {"driver32.sys", "driver64.sys", "library32.dll", "library64.dll"};
+
 }  // namespace
 
 TEST_CASE("images have the model's stream, and with random damage the model's answer") {
@@ -195,7 +197,7 @@ TEST_CASE("images have the model's stream, and with random damage the model's an
   }
   CHECK(whole.accepted > 2000);
   CHECK(whole.refused > 300);
-  for (const char* const name : {"driver32.sys", "driver64.sys", "library32.dll", "library64.dll"}) {
+  for (const char* const name : LinkedImages) {
     CAPTURE(name);
     const FileBytes file = LinkedImage(name);
     CHECK(ProductOutcome(file) != "refused");
@@ -236,6 +238,22 @@ TEST_CASE("no part of an image passes for one, and with any bit flipped it has t
       image[offset] ^= flip;
       flips.CheckImage(image);
       image[offset] ^= flip;
+    }
+  }
+  for (const char* const name : LinkedImages) {
+    CAPTURE(name);
+    FileBytes file = LinkedImage(name);
+    for (std::size_t size = 0; size < file.size(); ++size) {
+      CAPTURE(size);
+      parts.CheckFile({file.data(), file.data() + size});
+    }
+    const std::size_t headersEnd = 0x400;
+    for (std::size_t bit = 0; bit < 8 * headersEnd; ++bit) {
+      CAPTURE(bit);
+      const auto flip = static_cast<unsigned char>(1 << bit % 8);
+      file[bit / 8] ^= flip;
+      flips.CheckFile(file);
+      file[bit / 8] ^= flip;
     }
   }
   CHECK(parts.accepted == 0);
