@@ -71,14 +71,6 @@ bool Devices::IsStopPending(std::u16string_view name) const {
   return loaded != m_loaded.end() && loaded->second->stopPending;
 }
 
-std::vector<std::u16string> Devices::Loaded() const {
-  std::vector<std::u16string> names;
-  for (const auto& [name, driver] : m_loaded) {
-    names.push_back(name);
-  }
-  return names;
-}
-
 bool Devices::HasDevice(std::u16string_view device) const {
   return FindOwner(device) != m_loaded.end();
 }

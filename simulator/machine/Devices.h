@@ -89,7 +89,6 @@ class Devices {
   /// A driver whose stop is pending is loaded still.
   bool IsLoaded(std::u16string_view name) const { return m_loaded.find(name) != m_loaded.end(); }
   bool IsStopPending(std::u16string_view name) const;
-  std::vector<std::u16string> Loaded() const;
 
   /// Whether a loaded driver has a device of that name (without "\\.\").
   bool HasDevice(std::u16string_view device) const;

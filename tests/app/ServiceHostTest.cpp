@@ -50,18 +50,9 @@ struct HostSession : MachineSession {
 
 }  // namespace
 
-TEST_CASE("a started service reports that it runs, does its work, and reports that it stopped") {
-  HostSession session;
-  session.Run();
-  CHECK(session.services.History(u"kvdel01") == std::vector{Running, Stopped});
-  CHECK(session.exitCode == 0);
-  CHECK_FALSE(session.services.Exists(u"kvenv01"));
-  CHECK_FALSE(session.services.Exists(u"kvdel01"));
-  CHECK(session.machine.messageBoxes.empty());
-  CHECK(session.machine.leakedHandles == Lines{});
-}
-
-TEST_CASE("while the pass waits for its turn the service answers queries and takes no control") {
+TEST_CASE(
+    "a started service reports that it runs, answers queries and takes no control while its pass waits, and "
+    "reports that it stopped") {
   HostSession session;
   const HANDLE lock = CreateMutexW(nullptr, TRUE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
   session.Start();
@@ -88,6 +79,9 @@ TEST_CASE("while the pass waits for its turn the service answers queries and tak
   CHECK(history() == std::vector{Running, Running, Stopped});
   CHECK(session.exitCode == 0);
   CHECK_FALSE(session.services.Exists(u"kvenv01"));
+  CHECK_FALSE(session.services.Exists(u"kvdel01"));
+  CHECK(session.machine.messageBoxes.empty());
+  CHECK(session.machine.leakedHandles == Lines{});
 }
 
 TEST_CASE("a pass that fails at once ends as any other, a service that nobody hears does nothing") {

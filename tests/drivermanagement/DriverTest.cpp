@@ -2,11 +2,9 @@
 
 #include <doctest/doctest.h>
 
-#include <tuple>
 #include <utility>
 
 #include "drivermanagement/ActivationResults.h"
-#include "drivermanagement/LegacyDriver.h"
 #include "support/FailedCondition.h"
 #include "support/TestHeap.h"
 
@@ -43,49 +41,20 @@ struct ScriptedObject : BaseObject {
   }
 };
 
-struct ScriptedLifeTime : BaseLifeTime {
-  CallLog& log;
-  unsigned int attached = 1, purges = 1, expired = 1;
-  bool hasRecord = true;
-
-  explicit ScriptedLifeTime(CallLog& its) : log(its) {}
-  unsigned int IsAttached() override { return Log("IsAttached"), attached; }
-  void Attach(unsigned int automatic) override { Log("Attach(" + std::to_string(automatic) + ")"); }
-  void Detach() override { Log("Detach"); }
-  unsigned int Purge() override { return Log("Purge"), purges; }
-  unsigned int IsExpired() override { return Log("IsExpired"), expired; }
-  void Log(const std::string& call) {
-    log.Add("life." + call);
-    if (!hasRecord) throw ObjectNotFoundException(L_HERE);
-  }
-};
-
-// A driver of either kind whose instance is what the test says.
+// A driver whose instance is what the test says.
 struct Instance {
-  unsigned int active = 0, expected = 0, starts = 1, stops = 1;
+  unsigned int active, expected, starts, stops;
 };
-template <class Base>
-struct DriverOver : Base {
+struct ScriptedDriver : BaseDriver {
   CallLog& log;
-  Instance instance;
+  Instance instance = {};
 
-  template <class... Args>
-  explicit DriverOver(CallLog& its, Args&&... args) : Base(args...), log(its) {}
-  BaseIndependedComplexObject& Components() { return *this->m_components; }
+  explicit ScriptedDriver(CallLog& its) : log(its) {}
+  BaseIndependedComplexObject& Components() { return *m_components; }
   unsigned int IsActive() override { return instance.active; }
   unsigned int IsActiveUpToDate() override { return instance.expected; }
   unsigned int Start() override { return log.Add("Start"), instance.starts; }
   unsigned int Stop() override { return log.Add("Stop"), instance.stops; }
-};
-using LegacyDriver = DriverOver<BaseLegacyDriver>;
-
-struct LegacyFixture {
-  TestHeap heap;
-  CallLog log;
-  LPtrRef<ScriptedObject> module = LMakeRef<ScriptedObject>(log, "file");
-  LPtrRef<ScriptedObject> registration = LMakeRef<ScriptedObject>(log, "entry");
-  LPtrRef<ScriptedLifeTime> lifeTime = LMakeRef<ScriptedLifeTime>(log);
-  LPtrRef<LegacyDriver> driver = LMakeRef<LegacyDriver>(log, L"drv", lifeTime, module, registration);
 };
 
 // A start that has to wait gives the reboot form, any activation work makes an up-to-date object updated.
@@ -150,7 +119,7 @@ TEST_CASE("installing activates afterwards and removing deactivates before, with
 TEST_CASE("a driver starts, restarts and stops what its state calls for") {
   TestHeap heap;
   CallLog log;
-  DriverOver<BaseDriver> driver(log);
+  ScriptedDriver driver(log);
   const auto parts = LMakeRef<ScriptedObject>(log, "parts");
   driver.Components().Add(parts);
 
@@ -175,59 +144,4 @@ TEST_CASE("a driver starts, restarts and stops what its state calls for") {
   check({1, 0, 0, 1}, BaseObject::activateUpdatedReboot, "Stop Start ", BaseObject::deactivateDone);
   check({1, 1, 1, 1}, BaseObject::activateUpToDate, "", BaseObject::deactivateDone);
   CHECK(FailedCondition([&] { driver.Update(1); }) == "Unreachable point");
-}
-
-TEST_CASE("a legacy driver goes from its last component to its first once nobody needs it") {
-  LegacyFixture fixture;
-  LegacyDriver& driver = *fixture.driver;
-  driver.instance.active = 1;
-  const std::string removal = "Stop entry.Remove(1) file.Remove(1) ";
-  CHECK(driver.Purge(1) == BaseObject::purgeDone);
-  CHECK(fixture.log.Take() == "life.Purge " + removal);
-  CHECK(driver.Purge(0) == BaseObject::purgeDone);
-  CHECK(fixture.log.Take() == "life.Purge entry.Remove(0) file.Remove(0) ");
-  driver.instance.stops = 0;
-  CHECK(driver.Purge(1) == BaseObject::purgeDoneReboot);
-  CHECK(driver.Uninstall(1) == BaseObject::uninstallDoneReboot);
-  CHECK(fixture.log.Take() == "life.Purge " + removal + "life.Detach life.Purge " + removal);
-
-  fixture.lifeTime->purges = 0;
-  CHECK(driver.Uninstall(1) == BaseObject::uninstallStillNeeded);
-  driver.Touch();
-  CHECK(fixture.log.Take() == "life.Detach life.Purge life.Attach(0) ");
-
-  fixture.lifeTime->hasRecord = false;  // nobody has a claim
-  CHECK(driver.Uninstall(1) == BaseObject::uninstallDoneReboot);
-  driver.instance.active = 0;
-  fixture.module->removes = fixture.registration->removes = BaseObject::removeNotInstalled;
-  CHECK(driver.Purge(1) == BaseObject::purgeNotInstalled);
-  CHECK(driver.Uninstall(1) == BaseObject::uninstallNotInstalled);
-  CHECK_THROWS_AS(driver.Touch(), BaseLifeTime::ObjectNotFoundException);
-  CHECK_THROWS_AS(driver.Install(0), BaseLifeTime::ObjectNotFoundException);
-}
-
-TEST_CASE(
-    "installing a legacy driver attaches its client and asks for removal only if it put the driver there") {
-  LegacyFixture fixture;
-  const std::tuple<BaseObject::InstallResult, unsigned int, BaseObject::InstallResult, unsigned int> cases[] =
-      {{BaseObject::installDone, 1, BaseObject::installDone, 1},
-       {BaseObject::installDone, 0, BaseObject::installDoneReboot, 1},
-       {BaseObject::installUpdated, 1, BaseObject::installUpdated, 0},
-       {BaseObject::installUpToDate, 1, BaseObject::installUpdated, 0}};
-  for (const auto& [installs, starts, result, automatic] : cases) {
-    fixture.module->installs = fixture.registration->installs = installs;
-    fixture.driver->instance.starts = starts;
-    CHECK(fixture.driver->Install(1) == result);
-    CHECK(fixture.log.Take() ==
-          "file.Install(1) entry.Install(1) Start life.Attach(" + std::to_string(automatic) + ") ");
-  }
-
-  fixture.driver->instance.expected = 1;
-  for (unsigned int attached = 0; attached <= 1; ++attached) {
-    fixture.lifeTime->attached = attached;
-    fixture.lifeTime->expired = attached;
-    CHECK(fixture.driver->IsInstalledUpToDate() == attached);
-    CHECK(fixture.driver->IsExpired() == attached);
-    CHECK(fixture.log.Take() == "life.IsAttached life.IsExpired ");
-  }
 }

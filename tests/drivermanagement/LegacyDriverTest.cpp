@@ -2,6 +2,8 @@
 
 #include <doctest/doctest.h>
 
+#include <tuple>
+
 #include "RegistryText.h"
 #include "drivermanagement/LegacyDriverRegistration.h"
 #include "drivermanagement/Module.h"
@@ -37,6 +39,13 @@ struct Real : Base {
   unsigned int expected = 1;
   unsigned int IsActive() override { return devices.IsLoaded(u"drv"); }
   unsigned int IsActiveUpToDate() override { return IsActive() && expected; }
+};
+
+// A driver whose start may have to wait for the restart.
+struct StartedDriver : Real<BaseLegacyDriver> {
+  using Real::Real;
+  unsigned int starts = 1;
+  unsigned int Start() override { return BaseLegacyDriver::Start() && starts; }
 };
 
 struct DriverSession : SystemSession {
@@ -94,6 +103,45 @@ TEST_CASE("a driver is installed, kept while claimed or in use, and leaves nothi
   CHECK(session.Changes() == "ControlService DeleteService SetupDiCallClassInstaller DeleteFileW ");
   CHECK(session.Services() == before);
   CHECK_FALSE(session.machine.files.Exists(ImagePath));
+}
+
+TEST_CASE("a driver is asked to go on its own only by an installation that put it there") {
+  const std::tuple<bool, unsigned int, BaseObject::InstallResult> cases[] = {
+      {false, 1, BaseObject::installDone},
+      {false, 0, BaseObject::installDoneReboot},
+      {true, 1, BaseObject::installUpdated},
+      {true, 0, BaseObject::installUpdatedReboot}};
+  for (const auto& [present, starts, result] : cases) {
+    DriverSession session;
+    StartedDriver driver(session.machine.devices, session.lifeTime, session.module);
+    driver.starts = starts;
+    if (present) {
+      session.module->Install(0);
+      Registration().Install(0);
+    }
+    CHECK(driver.Install(1) == result);
+    CHECK(RegistryText(session.machine.registry, RecordPath).starts_with(present ? "Auto=0 " : "Auto=1 "));
+  }
+}
+
+TEST_CASE("uninstalling gives up the client's claim and removes what nobody else claims") {
+  DriverSession session;
+  Real<BaseLegacyDriver> driver(session.machine.devices, session.lifeTime, session.module);
+  CHECK(driver.Uninstall(1) == BaseObject::uninstallNotInstalled);  // nobody has a claim
+  CHECK_THROWS_AS(driver.Touch(), BaseLifeTime::ObjectNotFoundException);
+  driver.Install(1);
+  GenericLifeTime other(L"drv", L"other", L"C:\\Windows");
+  other.Attach(0);
+  CHECK(driver.Uninstall(1) == BaseObject::uninstallStillNeeded);
+  CHECK(RegistryText(session.machine.registry, RecordPath) == R"(Auto=1 other{File="C:\Windows" Mode=0})");
+  CHECK(driver.IsInstalledUpToDate() == 0);
+  driver.Touch();
+  CHECK(driver.IsInstalledUpToDate() == 1);
+  other.Detach();
+  CHECK(driver.IsExpired() == 0);
+  session.behaviour.stop = Stop::refuses;
+  CHECK(driver.Uninstall(1) == BaseObject::uninstallDoneReboot);
+  CHECK(driver.IsExpired() == 1);
 }
 
 TEST_CASE("starting what runs and stopping what does not is no failure, everything else is") {

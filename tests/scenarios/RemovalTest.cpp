@@ -79,61 +79,6 @@ TEST_CASE("a claimed driver stays whole and loaded, with the service, and goes w
   CHECK(machine.SinceBare() == Lines{});
 }
 
-TEST_CASE("a claim bound to time keeps its driver for thirty days and not a moment longer") {
-  UnclaimedMachine machine;
-  const std::uint64_t claimedAt = machine->clock.Now();
-  ClaimByTime(*machine, u"kvenv01", u"usb-stick", claimedAt);
-  machine->clock.Set(claimedAt + 30 * Day - 1);
-  machine->Start();
-  CHECK(machine->services.Exists(u"kvenv01"));
-  machine->clock.Set(claimedAt + 30 * Day);
-  machine.Restart();
-  CHECK_FALSE(machine->services.Exists(u"kvenv01"));
-  CHECK_FALSE(machine->services.Exists(u"kvdel01"));
-}
-
-TEST_CASE("a claim whose file cannot be looked at keeps the driver") {
-  UnclaimedMachine machine;
-  machine->files.WriteFile(u"C:\\Private\\client.exe", "MZ");
-  machine->files.Deny(u"C:\\Private\\client.exe");
-  ClaimByFile(*machine, u"kvaux02", u"client", u"C:\\Private\\client.exe");
-  const Lines claimed = About(Snapshot(*machine), "kvaux02");
-  machine->Start();
-  CHECK(About(Snapshot(*machine), "kvaux02") == claimed);
-}
-
-TEST_CASE("drivers that were not installed on demand, or have no lifetime record, stay") {
-  UnclaimedMachine machine;
-  machine->registry.SetNumber(ServiceKey(u"kvlnk03") + u"\\LifeTime", u"Auto", 0);
-  machine->registry.DeleteTree(ServiceKey(u"kvlnk04") + u"\\LifeTime");
-  const auto kept = [&] {
-    const Lines lines = Snapshot(*machine);
-    Lines found = About(lines, "kvlnk03");
-    const Lines more = About(lines, "kvlnk04");
-    found.insert(found.end(), more.begin(), more.end());
-    return found;
-  };
-  const Lines before = kept();
-  machine->Start();
-  machine.Restart();
-  CHECK(kept() == before);
-  CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvdel01", "kvlnk03", "kvlnk04"});
-}
-
-TEST_CASE("without any driver the service removes itself, and its file goes with the restart") {
-  UnclaimedMachine machine;
-  for (const auto driver : ManagedDrivers) {
-    UninstallDriver(*machine, driver);
-  }
-  CHECK(machine->Run(u"kvdel01.exe can-remove-now") == 0);
-  machine->Start();
-  CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
-  CHECK(ExistingServices(*machine) == Lines{"Eventlog"});
-  CHECK(machine->files.Exists(u"C:\\Windows\\system32\\kvdel01.exe"));
-  machine.Restart();
-  CHECK(machine.SinceBare() == Lines{});
-}
-
 TEST_CASE(
     "each driver is stopped, then its log source, entry and file go; the lock spans it all, redirection "
     "within") {
@@ -191,29 +136,6 @@ TEST_CASE(
                                               "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
     CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
   }
-}
-
-TEST_CASE(
-    "a failure at one driver leaves it and those behind it for the next start, which finishes the job") {
-  const auto failing = [](UnclaimedMachine& machine, const char* how) {
-    CAPTURE(how);
-    machine->Start();
-    CHECK(ExistingServices(*machine) ==
-          Lines{"Eventlog", "kvaux02", "kvdel01", "kvenv01", "kvlnk03", "kvlnk04", "kvvol02"});
-    CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
-    CHECK(machine->services.Status(u"kvdel01").exitCode == 0);
-  };
-  UnclaimedMachine stuck;
-  stuck->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::staysPending;
-  failing(stuck, "the driver is in use and does not stop");
-  stuck->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::stops;
-  stuck.Restart();
-  stuck.Restart();
-  CHECK(stuck.SinceBare() == Lines{});
-
-  UnclaimedMachine refused;
-  refused->registry.Deny(ServiceKey(u"kvenv01"), KEY_READ);
-  failing(refused, "the registry refuses");
 }
 
 TEST_CASE("a claim costs the calls that its examination and deletion need, and no other") {

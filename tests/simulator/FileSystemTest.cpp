@@ -1,9 +1,8 @@
-#include <unistd.h>
-
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
+#include <stdexcept>
 
+#include "machine/ProgramImage.h"
 #include "simulator/FileCalls.h"
 
 using winsim::FromWide;
@@ -101,25 +100,6 @@ TEST_CASE("names that lead nowhere fail with the error of what is missing") {
   }
 }
 
-TEST_CASE("two openings go together when each shares what the other does") {
-  constexpr DWORD R = GENERIC_READ, W = GENERIC_WRITE, ShareR = FILE_SHARE_READ, ShareW = FILE_SHARE_WRITE,
-                  D = DELETE;
-  static const struct {
-    DWORD access, share, secondAccess, secondShare, error;
-  } cases[] = {{R, 0, R, ShareR, 32},        {R, ShareR, R, ShareR, 0},    {R, ShareR, R, 0, 32},
-               {R, ShareR, W, ShareAll, 32}, {W, ShareAll, R, ShareR, 32}, {W, ShareAll, R, ShareW, 0},
-               {R, ShareR, D, ShareAll, 32}, {D, ShareR, R, ShareR, 32}};
-  MachineSession session;
-  session.Machine().files.WriteFile(u"C:\\f", "x");
-  for (const auto& test : cases) {
-    CAPTURE(&test - cases);
-    const HANDLE first = Open(L"C:\\f", test.access, test.share);
-    CHECK(OpenError(L"C:\\f", test.secondAccess, test.secondShare, OPEN_EXISTING) == test.error);
-    CHECK(CloseHandle(first) == TRUE);
-    CHECK(OpenError(L"C:\\f", test.secondAccess, test.secondShare, OPEN_EXISTING) == 0);
-  }
-}
-
 TEST_CASE("a deletion is refused, done, or waits for the last handle") {
   MachineSession session;
   winsim::FileSystem& files = session.Machine().files;
@@ -140,17 +120,6 @@ TEST_CASE("a deletion is refused, done, or waits for the last handle") {
     CHECK(CloseHandle(other) == TRUE);
     CHECK_FALSE(isThere());
   }
-  SUBCASE("a power loss in between keeps the file") {
-    const HANDLE file = Open(L"C:\\f", GENERIC_READ, ShareAll);
-    CHECK(DeleteError(L"C:\\f") == Untouched);
-    session.Machine().gate.CutPowerAt(1);
-    CHECK(FailureOf([&] { return CloseHandle(file); }) == ERROR_NOT_READY);
-    session.Process().End(0);
-    session.Machine().gate.Restore();
-    CHECK(isThere());
-    CHECK(DeleteError(L"C:\\f") == Untouched);
-    CHECK_FALSE(isThere());
-  }
   SUBCASE("an image in use") {
     auto use = files.UseImage(u"c:\\F");
     const auto secondUse = files.UseImage(u"C:\\f");
@@ -162,40 +131,53 @@ TEST_CASE("a deletion is refused, done, or waits for the last handle") {
     use.reset();
     CHECK(DeleteError(L"C:\\g") == ERROR_ACCESS_DENIED);
   }
-  SUBCASE("refused paths") {
+  SUBCASE("refused paths, of which one leads to no file yet") {
     files.Deny(u"c:\\F");
     files.Deny(u"C:\\new");
-    for (const DWORD error :
-         {DeleteError(L"C:\\f"), AttributesError(L"C:\\f"), MoveError(L"C:\\f", L"C:\\g", 0),
-          OpenError(L"C:\\f", 0, ShareAll, OPEN_EXISTING),
-          OpenError(L"C:\\new", GENERIC_WRITE, 0, CREATE_NEW)}) {
-      CHECK(error == ERROR_ACCESS_DENIED);
-    }
+    CHECK(DeleteError(L"C:\\f") == ERROR_ACCESS_DENIED);
+    CHECK(OpenError(L"C:\\new", GENERIC_WRITE, 0, CREATE_NEW) == ERROR_ACCESS_DENIED);
     files.Allow(u"C:\\F");
+    CHECK(DeleteError(L"C:\\f") == Untouched);
+  }
+  SUBCASE("a view that outlives its handles") {
+    files.Find(u"C:\\f")->attributes = 0;
+    const HANDLE file = Open(L"C:\\f", GENERIC_READ | GENERIC_WRITE, 0);
+    const auto map = [&](DWORD protection) {
+      return CreateFileMappingW(file, nullptr, protection, 0, 2, nullptr);
+    };
+    CHECK(FailureOf([&] { return map(PAGE_READONLY); }) == ERROR_NOT_ENOUGH_MEMORY);
+    const HANDLE mapping = map(PAGE_READWRITE);  // the file grows
+    auto* const view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0));
+    REQUIRE(view != nullptr);
+    CHECK(std::count(view + 1, view + 0x1000, 0) == 0xFFF);
+    CHECK((CloseHandle(mapping) && CloseHandle(file)));
+    CHECK(DeleteError(L"C:\\f") == ERROR_ACCESS_DENIED);
+    CHECK(OpenError(L"C:\\f", GENERIC_WRITE, 0, CREATE_ALWAYS) == 1224);
+    view[0] = 'y';
+    const auto unmap = [&] { return UnmapViewOfFile(view); };
+    session.Machine().gate.CutPowerAt(1);
+    CHECK(FailureOf(unmap) == ERROR_NOT_READY);
+    session.Machine().gate.Restore();
+    CHECK(Text(files.Read(u"C:\\f")) == std::string("x\0", 2));
+    CHECK(unmap() == TRUE);
+    CHECK(FailureOf(unmap) == ERROR_INVALID_ADDRESS);
+    CHECK(Text(files.Read(u"C:\\f")) == std::string("y\0", 2));
     CHECK(DeleteError(L"C:\\f") == Untouched);
   }
 }
 
-TEST_CASE("a file of the host is read when it is needed and never written") {
-  const std::string path =
-      (std::filesystem::temp_directory_path() / ("host-file-" + std::to_string(getpid()))).string();
-  const auto write = [&](const char* text) { std::ofstream(path, std::ios::binary) << text; };
-  write("host");
+TEST_CASE("a file of the host is read when it is needed and must be as long as it was") {
+  const std::string path = winsim::BesideThisProgram("simulator_test_program.so");
+  const std::uint64_t size = std::filesystem::file_size(path);
   MachineSession session;
   winsim::FileSystem& files = session.Machine().files;
-  winsim::FileNode& node = files.AddHostFile(u"C:\\f", path, 4);
-  CHECK(node.Size() == 4);
-  CHECK(Text(files.Read(u"C:\\f")) == "host");
+  for (const std::uint64_t wrong : {size - 1, size + 1}) {
+    CHECK_THROWS_AS(files.AddHostFile(u"C:\\f", path, wrong).Contents(), std::runtime_error);
+  }
+  winsim::FileNode& node = files.AddHostFile(u"C:\\f", path, size);
   CHECK(node.HostPath() == path);
-  const HANDLE file = Open(L"C:\\f", GENERIC_WRITE, 0);
-  DWORD written = 0;
-  CHECK(WriteFile(file, "ly", 2, &written, nullptr) == TRUE);
-  CHECK(CloseHandle(file) == TRUE);
-  CHECK((Text(node.Contents()) == "lyst" && node.HostPath().empty()));
-  write("longer");
-  CHECK_THROWS_AS(files.AddHostFile(u"C:\\g", path, 4).Contents(), std::runtime_error);
-  CHECK_THROWS_AS(files.AddHostFile(u"C:\\g", path, 7).Contents(), std::runtime_error);
-  std::remove(path.c_str());
+  CHECK(node.WritableContents().size() == size);
+  CHECK(node.HostPath().empty());
 }
 
 TEST_CASE("32-bit programs find their system folder where the system's is, unless they say otherwise") {

@@ -15,11 +15,6 @@ DWORD Create(const wchar_t* name) {
   return error;
 }
 
-DWORD Wait(BOOL forAll, std::initializer_list<HANDLE> handles, DWORD timeout) {
-  return WaitForMultipleObjectsEx(static_cast<DWORD>(handles.size()), handles.begin(), forAll, timeout,
-                                  FALSE);
-}
-
 }  // namespace
 
 TEST_CASE("names of mutexes") {
@@ -40,35 +35,6 @@ TEST_CASE("names of mutexes") {
     CloseHandle(first);
     CHECK(Create(test.name) == (test.error == ERROR_ALREADY_EXISTS ? 0 : test.error));
   }
-}
-
-TEST_CASE("waiting for several objects") {
-  MachineSession session;
-  const HANDLE a = CreateMutexW(nullptr, FALSE, nullptr);
-  const HANDLE b = CreateMutexW(nullptr, FALSE, nullptr);
-  TestThread holder([&] {
-    WaitForSingleObject(a, 0);
-    Pause(300);
-  });
-  Pause(0);  // the holder has a now, and leaves it abandoned after 300 ms
-
-  CHECK(Wait(FALSE, {a, b}, 0) == WAIT_OBJECT_0 + 1);
-  ReleaseMutex(b);
-  CHECK(Wait(TRUE, {a, b}, 100) == WAIT_TIMEOUT);
-  CHECK(GetTickCount() == 100);
-  RunOnThread([&] { CHECK(WaitForSingleObject(b, 0) == WAIT_OBJECT_0); });  // not taken by the failed wait
-  CHECK(WaitForSingleObject(b, 0) == WAIT_ABANDONED_0);
-  ReleaseMutex(b);
-
-  CHECK(Wait(TRUE, {b, a}, INFINITE) == WAIT_ABANDONED_0);
-  CHECK(GetTickCount() == 300);
-  CHECK((ReleaseMutex(a) == TRUE && ReleaseMutex(b) == TRUE));
-  const HANDLE none = reinterpret_cast<HANDLE>(std::uintptr_t{4});
-  CHECK(FailureOf(WAIT_FAILED, [&] { return Wait(TRUE, {a, a}, 0); }) == 87);
-  CHECK(FailureOf(WAIT_FAILED, [&] { return Wait(FALSE, {a, none}, 0); }) == 6);
-  holder.Join();
-  CloseHandle(a);
-  CloseHandle(b);
 }
 
 TEST_CASE("a wait that nothing can end, and one that the power loss ends") {

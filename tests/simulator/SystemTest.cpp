@@ -15,24 +15,6 @@ Function Find(const wchar_t* library, const char* name) {
 
 }  // namespace
 
-TEST_CASE("a version record has one of its two sizes, and the 8-bit-only system knows the short one only") {
-  OSVERSIONINFOEXA record = {};
-  const auto error = [&](std::size_t size) {
-    record.dwOSVersionInfoSize = static_cast<DWORD>(size);
-    return FailureOf([&] { return GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&record)); });
-  };
-  {
-    MachineSession session;
-    CHECK((error(sizeof record) == Untouched && error(sizeof(OSVERSIONINFOA)) == Untouched));
-    CHECK((error(0) == ERROR_INSUFFICIENT_BUFFER && error(149) == ERROR_INSUFFICIENT_BUFFER));
-  }
-  MachineSession session(Settings::Windows98());
-  CHECK(error(sizeof(OSVERSIONINFOA)) == Untouched);
-  CHECK((record.dwMajorVersion == 4 && record.dwPlatformId == 1));
-  CHECK(std::string(record.szCSDVersion) == " A ");
-  CHECK(error(sizeof record) == ERROR_INSUFFICIENT_BUFFER);
-}
-
 TEST_CASE("the time of day, split and joined") {
   const struct {
     std::uint64_t time;

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <string>
 
-#include "support/FailedCondition.h"
 #include "support/SystemSession.h"
 #include "system/FileMapping.h"
 #include "system/Manager.h"
@@ -93,25 +92,4 @@ TEST_CASE("a mapping or view that the platform refuses carries its error") {
   const LPtrRef<FileMapping> readOnly = file.Map(FileMapping::accessRead);
   CHECK(Thrown([&] { FileMappingView(readOnly, FileMappingView::accessWrite, 0, 0); }) ==
         Exactly<FileMappingView::Exception>(5));
-}
-
-TEST_CASE("each access has its counterpart, and no other number is one") {
-  SystemSession session;
-  const File::AccessType fileAccesses[] = {File::accessRead, File::accessReadWrite, File::accessReadWrite,
-                                           File::accessReadExecute, File::accessReadWriteExecute};
-  for (unsigned int number = 0; number < 5; ++number) {
-    CAPTURE(number);
-    CHECK(FileMapping::ToFileAccess(static_cast<FileMapping::AccessType>(number)) == fileAccesses[number]);
-    CHECK(FileMappingView::ToMappingAccess(static_cast<FileMappingView::AccessType>(number)) == number);
-  }
-  constexpr auto noMappingAccess = static_cast<FileMapping::AccessType>(5);
-  constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
-  const MappedFile file("abcd");
-  const LPtrRef<FileMapping> mapping = file.Map(FileMapping::accessRead);
-  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noMappingAccess); }),
-                             FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
-                             FailedCondition([&] { FileMapping(mapping->GetFile(), noMappingAccess, 0); }),
-                             FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
-    CHECK(failed == "Unreachable point");
-  }
 }

@@ -82,6 +82,7 @@ TEST_CASE("texts of any length are read with twice the room each time") {
   const std::string path = "C:\\" + component + "\\" + component + "\\" + component;
   CHECK(Utf8(File::GetFullPath(Utf16(path + "/x/.."))) == path);
   CHECK(Rooms(session, "GetFullPathNameW") == "0x104 0x208 0x410 ");
+  CHECK(Utf8(File::GetFullPath(L"C:\\")) == "C:");
 
   session.Machine().files.MakeFolder(MachineText(Utf16(path)));
   session.Machine().files.Substitute(u'X', MachineText(Utf16(path)));

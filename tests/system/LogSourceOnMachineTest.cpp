@@ -1,6 +1,5 @@
 #include <doctest/doctest.h>
 
-#include <functional>
 #include <string>
 
 #include "support/SystemSession.h"
@@ -28,23 +27,6 @@ void DeleteSource() {
 }
 
 }  // namespace
-
-TEST_CASE("without an event log there is no registration to open, create or delete") {
-  SystemSession session;
-  session.Machine().registry.DeleteTree(loggerPath);
-  const auto noLogger = Exactly<Source::LoggerNotFoundException>(2);
-  CHECK(Thrown(OpenSource) == noLogger);
-  CHECK(Thrown(CreateSource) == noLogger);
-  CHECK(Thrown(DeleteSource) == noLogger);
-  CHECK(session.Machine().registry.Find(loggerPath) == nullptr);
-}
-
-TEST_CASE("creating a registration makes its log") {
-  SystemSession session;
-  session.Machine().registry.DeleteTree(logPath);
-  CreateSource();
-  CHECK(session.Machine().registry.GetNumber(sourcePath, u"TypesSupported") == 2);
-}
 
 TEST_CASE("access denied by any key on the way is access denied to the source") {
   for (const char16_t* const path : {loggerPath, logPath, sourcePath}) {

@@ -38,31 +38,6 @@ TEST_CASE("a mutex excludes other threads until its owner has left it as often a
   CHECK(Thrown([&] { mutex->Leave(); }) == Exactly<Mutex::Exception>(288));
 }
 
-TEST_CASE("a waiting thread gets the mutex when it is left, or gives up at its time") {
-  SystemSession session;
-  const LPtrRef<Mutex> mutex = Open(L"kv test hand over");
-  CHECK(mutex->Wait(INFINITE, 0));
-  bool acquired = false;
-  TestThread waiting([&] {
-    CHECK_FALSE(mutex->Wait(50, 0));
-    acquired = mutex->Wait(INFINITE, 0);
-    mutex->Leave();
-  });
-  Pause(100);
-  CHECK_FALSE(acquired);
-  mutex->Leave();
-  waiting.Join();
-  CHECK(acquired);
-}
-
-TEST_CASE("a mutex whose holder ended is acquired by the next one") {
-  SystemSession session;
-  const LPtrRef<Mutex> mutex = Open(L"kv test abandoned");
-  RunOnThread([&] { CHECK(mutex->Wait(0, 0)); });
-  CHECK(mutex->Wait(0, 0));
-  mutex->Leave();
-}
-
 TEST_CASE("only a name makes a mutex a shared one, and initializing again replaces it") {
   SystemSession session;
   const LPtrRef<Mutex> first = Open(L"");

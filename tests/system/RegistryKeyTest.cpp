@@ -28,14 +28,6 @@ class TestKey {
   LPtrRef<RegistryKey> m_key;
 };
 
-std::string Names(const LUnicodeStringArray& names) {
-  std::string joined;
-  for (unsigned int index = 0; index < names.Length(); ++index) {
-    joined += Utf8(names[index]) + "|";
-  }
-  return joined;
-}
-
 std::string Stored(LPtrRef<Value> value) {
   const LBuffer data = value->GetData();
   return {reinterpret_cast<const char*>(data.Data()), data.Size()};
@@ -105,60 +97,4 @@ TEST_CASE("creating a key makes its ancestors and opens what exists") {
   key->Create(L"A\\B", KEY_WRITE)->SetInt32Value(L"n", 1);
   CHECK(key->IsChildExist(L"a"));
   CHECK(key->Create(L"a\\b", KEY_READ)->GetValue(L"n")->GetInt32Data() == 1);
-}
-
-TEST_CASE("a key allows what it was opened for") {
-  SystemSession session;
-  TestKey key;
-  const auto denied = Exactly<RegistryKey::AccessDeniedException>(5);
-  const LPtrRef<RegistryKey> reader = key->Open(KEY_READ);
-  CHECK(Thrown([&] { reader->SetInt32Value(L"n", 1); }) == denied);
-  const LPtrRef<RegistryKey> writer = reader->Open(KEY_WRITE);
-  writer->SetInt32Value(L"n", 2);
-  CHECK(Thrown([&] { writer->GetValue(L"n"); }) == denied);
-  CHECK(Thrown([&] { writer->GetChilds(); }) == denied);
-  CHECK(reader->GetValue(L"n")->GetInt32Data() == 2);
-}
-
-TEST_CASE("all direct subkeys are listed in order, however long their names are") {
-  SystemSession session;
-  TestKey key;
-  CHECK(Names(key->GetChilds()) == "");
-  std::string expected;
-  unsigned int index = 0;
-  for (const unsigned int length : {255u, 1u, 31u, 32u, 33u, 64u, 65u, 130u}) {
-    const std::string name(length, static_cast<char>('a' + index++));
-    expected += name + "|";
-    key->Create(Utf16(name), KEY_READ);
-  }
-  key->Create(L"b\\not direct", KEY_READ);
-  CHECK(Names(key->GetChilds()) == expected);
-}
-
-TEST_CASE("deleting a tree takes everything below the key and nothing beside it") {
-  SystemSession session;
-  TestKey key;
-  for (const wchar_t* path : {L"Tree\\1\\x", L"Tree\\1\\y", L"Tree\\2", L"Tree2\\1"}) {
-    key->Create(path, KEY_WRITE)->SetInt32Value(L"n", 1);
-  }
-  CHECK(Thrown([&] { key->Delete(L"Tree"); }) == Exactly<RegistryKey::AccessDeniedException>(5));
-  key->DeleteTree(L"Tree");
-  CHECK(Names(key->GetChilds()) == "Tree2|");
-  CHECK(Names(key->Open(L"Tree2", KEY_READ)->GetChilds()) == "1|");
-}
-
-TEST_CASE("keys that share a handle close it together, and the root stays open") {
-  SystemSession session;
-  TestKey key;
-  const LPtrRef<RegistryKey::Handle> handle = LMakeRef<RegistryKey::Handle>();
-  REQUIRE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, testKeyName, 0, KEY_ALL_ACCESS, handle->Receive()) == 0);
-  LPtrRef<RegistryKey> first = LMakeRef<RegistryKey>(handle);
-  const LPtrRef<RegistryKey> second = LMakeRef<RegistryKey>(handle);
-  first = nullptr;
-  second->SetInt32Value(L"n", 3);
-  CHECK(key->GetValue(L"n")->GetInt32Data() == 3);
-
-  for (int round = 0; round < 2; ++round) {
-    CHECK(RegistryKey::LocalMachine()->IsChildExist(testKeyName));
-  }
 }

@@ -100,24 +100,3 @@ TEST_CASE("a service exists until it is deleted and its last handle closed") {
   service = nullptr;
   CHECK(Thrown([&] { Service::Open(manager, name, SERVICE_QUERY_CONFIG); }) == missing);
 }
-
-TEST_CASE("a service allows what it was opened for and outlives its manager object") {
-  SystemSession session;
-  Create(name, displayName);
-  LPtrRef<Manager> manager = Manager::Open(SC_MANAGER_CONNECT);
-  const auto denied = Exactly<Service::AccessDeniedException>(5);
-  CHECK(Thrown([&] {
-          Service::Create(manager, L"kvdel01other", L"", SERVICE_ALL_ACCESS, Service::typeKernelDriver,
-                          Service::startOnDemand, Service::errorControlNormal, L"C:\\x.sys", L"", nullptr, {},
-                          L"", L"");
-        }) == denied);
-  LPtrRef<Service> reader = Service::Open(manager, name, SERVICE_QUERY_CONFIG);
-  manager = nullptr;
-  CHECK(Utf8(reader->QueryConfig()->displayName) == "KV test service");
-  CHECK(Thrown([&] { reader->Start(); }) == denied);
-  CHECK(Thrown([&] { reader->Stop(); }) == denied);
-  CHECK(Thrown([&] { reader->Delete(); }) == denied);
-  CHECK(Thrown([&] { reader->ChangeDescription(L"x"); }) == denied);
-  reader = nullptr;
-  Service::Open(OpenManager(), name, DELETE)->Delete();
-}
