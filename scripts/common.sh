@@ -3,7 +3,9 @@
 
 product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev libssl-dev)
 test_packages=(doctest-dev libbenchmark-dev libgmp-dev python3 python3-pefile openssl binutils)
-check_packages=(clang clang-format)
+check_packages=(clang clang-format libclang-rt-14-dev)
+# The one build for sanitizers and fuzzers.
+sanitize_options=(-DCMAKE_CXX_COMPILER=clang++ -DKV_SANITIZE=ON -DKV_FUZZ=ON -DKV_TESTS=ON -DKV_BENCHMARKS=OFF)
 
 # need_packages NAME...: installs the Debian packages that are missing. Nothing of it on standard output.
 need_packages() {

@@ -121,6 +121,15 @@ class Signing(KvsignTest):
         self.assertEqual((code, [file["result"] for file in files]), (3, ["refused", "valid", "refused"]))
         self.assertEqual([files[0]["refusal"]["rule"], files[2]["refusal"]["rule"]], ["peOffset", "signatureData"])
 
+    def test_verify_warns_when_valid_says_nothing_about_who_signed(self):
+        path = self.file("valid", self.signed(DRIVER))
+        for options, warning in ([], "kvsign: built-in key: the development key, .*\n"), (["--key", PUBLIC], ""):
+            run = self.kvsign("verify", *options, path)
+            self.assertEqual((run.returncode, run.stdout), (0, f"{path}: valid\n"))
+            self.assertRegex(run.stderr, f"\\A{warning}\\Z")
+            document = json.loads(self.kvsign("verify", "--json", *options, path).stdout)
+            self.assertEqual(document["developmentKey"], warning != "")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -17,6 +17,9 @@ namespace {
 
 using nlohmann::json;
 
+/// Whether the product was built without a key of its own.
+constexpr bool HasDevelopmentKey = KVSIGN_DEVELOPMENT_KEY;
+
 /// What is known of one file.
 struct Outcome {
   ExitCode code;
@@ -60,9 +63,11 @@ int Verify(const VerifyOptions& options) {
   Session session;
   json files = json::array();
   int code = ExitCode::done;
+  bool anyValid = false;
   for (const std::string& name : options.files) {
     Outcome outcome = VerifyFile(session, name, key ? &key->numbers : nullptr);
     code = std::max<int>(code, outcome.code);
+    anyValid = anyValid || outcome.code == ExitCode::done;
     if (outcome.text.empty()) {
       Warn(name, outcome.document["message"].get<std::string>());
     } else if (!options.json) {
@@ -71,7 +76,14 @@ int Verify(const VerifyOptions& options) {
     outcome.document["file"] = name;
     files.push_back(std::move(outcome.document));
   }
-  if (options.json) tools::Print(tools::JsonText({{"schema", JsonSchema}, {"files", files}}));
+  const bool developmentKey = !key && HasDevelopmentKey;
+  if (options.json) {
+    tools::Print(tools::JsonText(
+        {{"schema", JsonSchema}, {"developmentKey", developmentKey}, {"files", std::move(files)}}));
+  }
+  if (developmentKey && anyValid) {
+    Warn("built-in key", "the development key, with which anybody can sign; build with -DKV_PUBLIC_KEY");
+  }
   return code;
 }
 
