@@ -67,20 +67,15 @@ std::vector<Section> CheckSections(ImageBytes image, const PeHeaders& headers) {
   return sections;
 }
 
-bool Overlaps(std::uint32_t begin, std::uint64_t end, PeRange section) {
-  return begin < section.begin ? end > section.begin : begin < section.end;
-}
-
 // What the system throws away after a driver's start cannot vouch for anything later.
 void CheckDirectory(ImageBytes image, const PeHeaders& headers, const std::vector<Section>& sections,
                     std::uint32_t number, PeRule inside, PeRule kept) {
   const PeDirectory directory = ReadDirectory(image, headers, number);
   if (directory.size == 0) return;
   image.At(directory.address, directory.size, inside);
-  const std::uint64_t end = std::uint64_t{directory.address} + directory.size;
+  const PeRange range = {directory.address, directory.address + directory.size};
   for (const Section& section : sections) {
-    Demand(!section.discardable || !Overlaps(directory.address, end, section.extent), kept,
-           directory.address);
+    Demand(!section.discardable || !range.Overlaps(section.extent), kept, directory.address);
   }
 }
 

@@ -7,7 +7,6 @@ namespace DriverManagement::ImageSigning1 {
 
 namespace {
 
-constexpr std::uint32_t MaximalSectionCount = 96;
 constexpr std::uint32_t SmallestAlignment = 0x200;
 constexpr std::uint32_t LargestAlignment = 0x10000;
 
@@ -113,8 +112,7 @@ IMAGE_SECTION_HEADER ReadSection(ImageBytes image, const PeHeaders& headers, std
 }
 
 std::uint64_t AlignedVirtualSize(const PeHeaders& headers, const IMAGE_SECTION_HEADER& section) {
-  const std::uint64_t mask = headers.sectionAlignment - 1;
-  return (section.Misc.VirtualSize + mask) & ~mask;
+  return RoundUp(section.Misc.VirtualSize, headers.sectionAlignment);
 }
 
 }  // namespace DriverManagement::ImageSigning1

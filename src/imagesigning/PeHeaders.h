@@ -10,6 +10,13 @@
 
 namespace DriverManagement::ImageSigning1 {
 
+constexpr std::uint32_t MaximalSectionCount = 96;
+
+/// `value` rounded up to a multiple of `alignment`, a power of two.
+constexpr std::uint64_t RoundUp(std::uint64_t value, std::uint32_t alignment) {
+  return (value + alignment - 1) & ~std::uint64_t{alignment - 1};
+}
+
 /// A data directory.
 struct PeDirectory {
   std::uint32_t address = 0;

@@ -23,11 +23,6 @@ std::uint32_t HeaderSize(ImageBytes file, const PeHeaders& headers) {
   return headers.SectionTableEnd();
 }
 
-std::uint64_t AlignedHeaderSize(const PeHeaders& headers, std::uint32_t headerSize) {
-  const std::uint64_t mask = headers.sectionAlignment - 1;
-  return (headerSize + mask) & ~mask;
-}
-
 // Whether the section lies in the file as it must and continues an image of `length` bytes; the image's
 // length with it.
 std::uint64_t CheckSection(ImageBytes file, const PeHeaders& headers, std::uint32_t index,
@@ -74,7 +69,7 @@ class Builder {
 LBuffer BuildImage(ImageBytes file) {
   const PeHeaders headers = ReadPeHeaders(file);
   const std::uint32_t headerSize = HeaderSize(file, headers);
-  const std::uint64_t alignedHeaderSize = AlignedHeaderSize(headers, headerSize);
+  const std::uint64_t alignedHeaderSize = RoundUp(headerSize, headers.sectionAlignment);
   std::uint64_t length = alignedHeaderSize;
   for (std::uint32_t index = 0; index < headers.sectionCount; ++index) {
     length = CheckSection(file, headers, index, length);

@@ -1,17 +1,15 @@
 #include "imagesigning/PeSignatureSection.h"
 
-#include <cstddef>
-
 #include "imagesigning/PeHeaders.h"
 
 namespace DriverManagement::ImageSigning1 {
 
 namespace {
 
-constexpr char SectionName[IMAGE_SIZEOF_SHORT_NAME] = {'.', 'k', 'v', 's', 'i', 'g', 'n', '1'};
+static_assert(sizeof(PeSignatureSectionName) == IMAGE_SIZEOF_SHORT_NAME);
 
 bool HoldsSignature(const IMAGE_SECTION_HEADER& section) {
-  return std::memcmp(section.Name, SectionName, sizeof(SectionName)) == 0 &&
+  return std::memcmp(section.Name, PeSignatureSectionName, sizeof(section.Name)) == 0 &&
          (section.Characteristics & IMAGE_SCN_MEM_DISCARDABLE) == 0 &&
          section.Misc.VirtualSize >= PeSignatureSize && section.SizeOfRawData >= PeSignatureSize;
 }

@@ -7,6 +7,8 @@
 
 namespace DriverManagement::ImageSigning1 {
 
+/// The name of the section that holds a signature, without a terminator.
+constexpr char PeSignatureSectionName[] = {'.', 'k', 'v', 's', 'i', 'g', 'n', '1'};
 /// Bytes of a signature.
 constexpr std::uint32_t PeSignatureSize = 128;
 

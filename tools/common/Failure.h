@@ -1,9 +1,15 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 
 namespace tools {
+
+/// The command line is wrong; one line.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 /// Everything that can end a command early, as the outside sees it.
 struct Failure {

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "common/Failure.h"
+
 namespace kvsign {
 
 /// How kvsign ends. Of several files the worst counts: refused, then notValid, then done.
@@ -16,10 +18,7 @@ enum ExitCode : int {
   internalFault = 5,
 };
 
-/// The command line is wrong; one line.
-struct UsageError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using tools::UsageError;
 
 /// A file cannot be read or used, or a key is not one for this scheme: one line without the file's name.
 struct FileError : std::runtime_error {

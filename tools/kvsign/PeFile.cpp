@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "Refusal.h"
+#include "imagesigning/PeRange.h"
 #include "imagesigning/PeSignatureSection.h"
 
 namespace kvsign {
@@ -16,16 +17,18 @@ namespace {
 using DriverManagement::ImageSigning1::AlignedVirtualSize;
 using DriverManagement::ImageSigning1::FindSignature;
 using DriverManagement::ImageSigning1::ImageBytes;
+using DriverManagement::ImageSigning1::MaximalSectionCount;
 using DriverManagement::ImageSigning1::PeDirectory;
 using DriverManagement::ImageSigning1::PeHeaders;
+using DriverManagement::ImageSigning1::PeRange;
 using DriverManagement::ImageSigning1::PeRefusal;
+using DriverManagement::ImageSigning1::PeSignatureSectionName;
 using DriverManagement::ImageSigning1::PeSignatureSize;
 using DriverManagement::ImageSigning1::ReadDirectory;
 using DriverManagement::ImageSigning1::ReadPeHeaders;
 using DriverManagement::ImageSigning1::ReadSection;
+using DriverManagement::ImageSigning1::RoundUp;
 
-constexpr std::uint32_t MaximalSectionCount = 96;
-constexpr char SectionName[] = {'.', 'k', 'v', 's', 'i', 'g', 'n', '1'};
 constexpr std::uint32_t ReadOnlyData = 0x40000040;
 
 constexpr std::uint32_t CertificateDirectory = 4;
@@ -42,10 +45,6 @@ static_assert(InitializedDataField == offsetof(IMAGE_OPTIONAL_HEADER64, SizeOfIn
 static_assert(ImageSizeField == offsetof(IMAGE_OPTIONAL_HEADER64, SizeOfImage));
 static_assert(HeadersSizeField == offsetof(IMAGE_OPTIONAL_HEADER64, SizeOfHeaders));
 static_assert(CheckSumField == offsetof(IMAGE_OPTIONAL_HEADER64, CheckSum));
-
-constexpr std::uint64_t RoundUp(std::uint64_t value, std::uint32_t alignment) {
-  return (value + alignment - 1) / alignment * alignment;
-}
 
 std::string NameOf(const IMAGE_SECTION_HEADER& section) {
   const char* const name = reinterpret_cast<const char*>(section.Name);
@@ -98,12 +97,12 @@ bool PeFile::HasCertificates() const {
 
 std::vector<std::string> PeFile::KeepSections(std::uint32_t number) {
   const PeDirectory directory = ReadDirectory(View(m_bytes), m_headers, number);
-  const std::uint64_t directoryEnd = std::uint64_t{directory.address} + directory.size;
+  const PeRange range = {directory.address, directory.address + directory.size};
   std::vector<std::string> names;
   for (std::uint32_t index = 0; index < m_headers.sectionCount; ++index) {
     IMAGE_SECTION_HEADER section = Section(index);
     const std::uint64_t end = section.VirtualAddress + AlignedVirtualSize(m_headers, section);
-    const bool overlaps = directory.address < end && directoryEnd > section.VirtualAddress;
+    const bool overlaps = range.Overlaps({section.VirtualAddress, static_cast<std::uint32_t>(end)});
     if (!overlaps || (section.Characteristics & IMAGE_SCN_MEM_DISCARDABLE) == 0) continue;
     section.Characteristics &= ~IMAGE_SCN_MEM_DISCARDABLE;
     Set(m_headers.SectionHeader(index), section);
@@ -126,7 +125,7 @@ void PeFile::AddSignatureSection() {
   }
 
   IMAGE_SECTION_HEADER section = {};
-  std::copy(std::begin(SectionName), std::end(SectionName), section.Name);
+  std::copy(std::begin(PeSignatureSectionName), std::end(PeSignatureSectionName), section.Name);
   section.Misc.VirtualSize = PeSignatureSize;
   section.VirtualAddress = static_cast<std::uint32_t>(address);
   section.SizeOfRawData = m_headers.fileAlignment;

@@ -22,7 +22,7 @@ class PeFile {
   bool HasCertificates() const;
 
   /// Takes the discardable flag from the sections that hold a part of data directory `number`; the names of
-  /// those that had it.
+  /// those that had it. The file is one that BuildImage accepts, with the directory inside the image.
   std::vector<std::string> KeepSections(std::uint32_t number);
 
   /// Adds the section that holds the signature, behind all that is in the file, and where the section table

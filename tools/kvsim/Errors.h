@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "common/Failure.h"
+
 namespace kvsim {
 
 /// How kvsim ends; `exec` ends with the simulated program's exit code instead of `done`.
@@ -13,10 +15,7 @@ enum ExitCode : int {
   kvsimIncomplete = 5,
 };
 
-/// The command line is wrong; one line.
-struct UsageError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using tools::UsageError;
 
 /// The machine cannot start the command line; one line.
 struct CommandError : std::runtime_error {
