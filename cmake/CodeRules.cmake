@@ -2,11 +2,11 @@
 # platform, and the sanitizers when they are asked for. Every target links code_rules.
 add_library(code_rules INTERFACE)
 # -Wrestrict of GCC 12 is wrong about short literals assigned to strings (its bug 105651).
-target_compile_options(code_rules INTERFACE
+target_compile_options(code_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:
   -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
-  $<$<NOT:$<PLATFORM_ID:Windows>>:-fshort-wchar>)
+  $<$<NOT:$<PLATFORM_ID:Windows>>:-fshort-wchar>>)
 
 if(KV_SANITIZE)
   target_compile_options(code_rules INTERFACE

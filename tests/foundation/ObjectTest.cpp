@@ -3,12 +3,12 @@
 #include <doctest/doctest.h>
 
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 #include "foundation/Buffer.h"
 #include "foundation/ClassArray.h"
 #include "foundation/PtrRef.h"
+#include "support/AtOnce.h"
 #include "support/FailedCondition.h"
 #include "support/TestHeap.h"
 
@@ -152,7 +152,7 @@ TEST_CASE("holders on several threads share an object and a block and end each o
   TestHeap heap;
   using Holder = std::pair<LPtrRef<Side>, LBuffer>;
   std::vector<Holder> holders(4, Holder{LMakeRef<Side>(), LBuffer("shared", 6)});
-  std::vector<std::thread> threads;
+  std::vector<std::function<void()>> threads;
   for (Holder& holder : holders) {
     threads.emplace_back([&holder] {
       for (int round = 0; round < 20000; ++round)
@@ -161,6 +161,5 @@ TEST_CASE("holders on several threads share an object and a block and end each o
       holder = Holder();
     });
   }
-  for (std::thread& thread : threads)
-    thread.join();
+  RunAtOnce(threads);
 }

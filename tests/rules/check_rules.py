@@ -78,13 +78,13 @@ def check_simulator(root):
 
 def check_portable_tests(root):
     """Tests of these layers run on Windows too, unless their name says that they need the simulated machine."""
-    for folder in ("tests/system", "tests/imagesigning"):
+    for folder in ("tests/foundation", "tests/system", "tests/drivermanagement", "tests/imagesigning"):
         portable = [path for path in sorted((root / folder).glob("*Test.cpp")) if "OnMachine" not in path.name]
         if not portable:
             yield f"{folder}: no portable test, so nothing was checked"
         for path in portable:
             for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-                if re.search(r"winsim|\bMachine\(\)|\bTrace\(|\"(machine|api)/", line):
+                if re.search(r"winsim|\bMachine\(\)|\.Trace\(|\"(machine|api)/", line):
                     yield f"{path.relative_to(root)}:{number}: only tests named ...OnMachineTest may know the simulated machine"
 
 

@@ -44,11 +44,12 @@ void TestHeap::Free(void* block) {
 }
 
 void TestHeap::Enter() {
-  m_mutex.lock();
+  while (m_lock.test_and_set(std::memory_order_acquire)) {
+  }
   m_entered = true;
 }
 
 void TestHeap::Leave() {
   m_entered = false;
-  m_mutex.unlock();
+  m_lock.clear(std::memory_order_release);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <atomic>
 #include <map>
-#include <mutex>
 
 #include "foundation/Memory.h"
 
@@ -33,7 +33,7 @@ class TestHeap : public MemoryManager, public LHeapLock {
  private:
   static constexpr unsigned int Unlimited = ~0u;
 
-  std::mutex m_mutex;
+  std::atomic_flag m_lock;
   std::map<void*, unsigned int> m_blocks;
   unsigned int m_allocations = 0;
   unsigned int m_newestSize = 0;

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "RegistryText.h"
+#include "RegistryTextOnMachine.h"
 #include "support/FailedCondition.h"
 #include "support/SystemSession.h"
 #include "support/Utf8.h"

@@ -2,7 +2,7 @@
 
 #include <doctest/doctest.h>
 
-#include "RegistryText.h"
+#include "RegistryTextOnMachine.h"
 #include "drivermanagement/LegacyDriverRegistration.h"
 #include "support/SystemSession.h"
 #include "system/RegistryKey.h"

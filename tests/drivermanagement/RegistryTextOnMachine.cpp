@@ -1,4 +1,4 @@
-#include "RegistryText.h"
+#include "RegistryTextOnMachine.h"
 
 #include <iomanip>
 #include <sstream>

@@ -4,7 +4,7 @@
 
 #include <tuple>
 
-#include "RegistryText.h"
+#include "RegistryTextOnMachine.h"
 #include "drivermanagement/LegacyDriverRegistration.h"
 #include "drivermanagement/Module.h"
 #include "drivermanagement/Service.h"

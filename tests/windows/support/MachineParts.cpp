@@ -1,0 +1,34 @@
+#include "support/MachineParts.h"
+
+#include <stdexcept>
+
+#include "support/Utf8.h"
+#include "system/WindowsApi.h"
+
+std::vector<std::string> ValueNames(LUnicodeString path) {
+  std::vector<std::string> names;
+  HKEY key = nullptr;
+  RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.Data(), 0, KEY_READ, &key);
+  wchar_t name[256];
+  for (DWORD index = 0, length = 256;
+       RegEnumValueW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+       ++index, length = 256)
+    names.push_back(Utf8(LUnicodeString(name, length)));
+  RegCloseKey(key);
+  return names;
+}
+
+void AddLegacyDevice(LUnicodeString service, LUnicodeString instance) {
+  const GUID legacyDriver = {0x8ECC055D, 0x047F, 0x11D1, {0xA5, 0x37, 0x00, 0x00, 0xF8, 0x75, 0x3E, 0xD1}};
+  const LUnicodeString id = LUnicodeString(L"ROOT\\LEGACY_") + service + L'\\' + instance;
+  const HDEVINFO set = SetupDiCreateDeviceInfoList(&legacyDriver, nullptr);
+  SP_DEVINFO_DATA device = {};
+  device.cbSize = sizeof(device);
+  const bool made = SetupDiCreateDeviceInfoW(set, id.Data(), &legacyDriver, nullptr, nullptr, 0, &device) &&
+                    SetupDiSetDeviceRegistryPropertyW(set, &device, SPDRP_SERVICE,
+                                                      reinterpret_cast<const BYTE*>(service.Data()),
+                                                      service.Buffer().Size()) &&
+                    SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, &device);
+  SetupDiDestroyDeviceInfoList(set);
+  if (!made) throw std::runtime_error("no device");
+}
