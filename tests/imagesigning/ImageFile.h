@@ -5,31 +5,11 @@
 
 #include "imagesigning/InvalidImageException.h"
 #include "imagesigning/PeValidator.h"
-#include "system/FileMapping.h"
-#include "system/Manager.h"
+#include "support/TestFile.h"
 
-/// A file of the test's own, gone with the test, which fails when somebody keeps it open. Needs a session.
-class ImageFile {
- public:
-  explicit ImageFile(const std::vector<unsigned char>& content)
-      : name(LCommon::System::AppendBackslash(LCommon::System::Manager::Instance().GetWindowsDirectoryA()) +
-             L"kvdel01 test.sys") {
-    File(name, File::accessReadWrite, 0, FILE_ATTRIBUTE_NORMAL, CREATE_ALWAYS)
-        .Write(content.data(), static_cast<unsigned int>(content.size()));
-  }
-  ~ImageFile() { File::Delete(name); }
-
-  LPtrRef<LCommon::System::FileMappingView> View() const {
-    using namespace LCommon::System;
-    const auto file = LMakeRef<File>(name, File::accessRead, FILE_SHARE_READ, 0u, OPEN_EXISTING);
-    const auto mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
-    return LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, 0u, 0u);
-  }
-
-  const LUnicodeString name;
-
- private:
-  using File = LCommon::System::File;
+/// A file of the test's own with that content. Needs a session.
+struct ImageFile : TestFile {
+  explicit ImageFile(const std::vector<unsigned char>& content) { Write(content); }
 };
 
 /// What `read` answers, or which exception of image inspection it throws: "not found", "invalid image".

@@ -20,7 +20,7 @@ TEST_CASE("the signature is the first 128 bytes of the first section that is one
   }
   const FileBytes sample = BuildImage(description);
   const std::size_t first = 328, second = 368, size = sample.size();
-  const std::size_t toEnd = size - GetNumber(sample, first + 20, 4);
+  const std::uint64_t toEnd = size - GetNumber(sample, first + 20, 4);
   const std::vector<EditCase<std::string>> cases = {
       {"A",
        {{}, {{first + 8, 4, 128}, {first + 16, 4, 128}, {first + 39, 1, 0xC0}}, {{first + 16, 4, toEnd}}}},

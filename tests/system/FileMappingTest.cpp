@@ -4,23 +4,16 @@
 #include <string>
 
 #include "support/SystemSession.h"
-#include "system/FileMapping.h"
-#include "system/Manager.h"
+#include "support/TestFile.h"
 #include "system/Thrown.h"
 
 namespace {
 
 using namespace LCommon::System;
 
-/// A file of the test's own with `content`, gone with the test.
-class MappedFile {
- public:
-  explicit MappedFile(const std::string& content)
-      : name(AppendBackslash(Manager::Instance().GetWindowsDirectoryA()) + L"kvdel01 test.bin") {
-    File(name, File::accessReadWrite, 0, FILE_ATTRIBUTE_NORMAL, CREATE_ALWAYS)
-        .Write(content.data(), static_cast<unsigned int>(content.size()));
-  }
-  ~MappedFile() { File::Delete(name); }
+/// A file with `content` and its mappings.
+struct MappedFile : TestFile {
+  explicit MappedFile(const std::string& content) { Write(content); }
 
   LPtrRef<FileMapping> Map(FileMapping::AccessType access) const {
     const File::AccessType fileAccess = FileMapping::ToFileAccess(access);
@@ -32,8 +25,6 @@ class MappedFile {
                                 unsigned int size = 0) const {
     return LMakeRef<FileMappingView>(Map(FileMappingView::ToMappingAccess(access)), access, offset, size);
   }
-
-  const LUnicodeString name;
 };
 
 std::string Content(LPtrRef<FileMappingView> view, std::size_t size) {

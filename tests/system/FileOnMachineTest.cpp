@@ -97,6 +97,12 @@ TEST_CASE("a device request brings its input, and is repeated with twice the roo
   CHECK(Thrown([&] { device->Control(requestCode, 299, 0); }) == Exactly<File::MoreDataException>(234));
 }
 
+TEST_CASE("the time of a file's creation is the one that was set") {
+  SystemSession session;
+  OpenTestFile(CREATE_ALWAYS)->SetTime(0x01D0000012345670, 2, 3);
+  CHECK(session.Machine().files.Find(u"C:\\test.bin")->times == winsim::FileTimes{0x01D0000012345670, 2, 3});
+}
+
 TEST_CASE("sizes have 64 bits, and a low half of all ones is a size too") {
   SystemSession session;
   for (const std::uint64_t size : {0xFFFFFFFFull, 0x1FFFFFFFFull, 0x200000001ull}) {

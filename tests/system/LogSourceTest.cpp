@@ -3,9 +3,9 @@
 #include <string>
 
 #include "support/SystemSession.h"
+#include "support/TestKey.h"
 #include "support/Utf8.h"
 #include "system/LogSource.h"
-#include "system/RegistryKey.h"
 #include "system/Thrown.h"
 
 namespace {
@@ -13,25 +13,8 @@ namespace {
 using LCommon::System::RegistryKey;
 using LCommon::System::Log::Source;
 
-constexpr wchar_t eventLog[] = L"System\\CurrentControlSet\\Services\\Eventlog";
 constexpr wchar_t log[] = L"kvdel01 test log";
-
-/// A log of the test's own below the machine's event log, gone with the test.
-class TestLog {
- public:
-  TestLog() : m_logger(RegistryKey::LocalMachine()->Create(eventLog, KEY_ALL_ACCESS)) {
-    m_logger->Create(log, KEY_READ);
-  }
-  ~TestLog() { m_logger->DeleteTree(log); }
-
-  LPtrRef<RegistryKey> Key(LUnicodeString source) {
-    return m_logger->Open(LUnicodeString(log) + L'\\' + source, KEY_ALL_ACCESS);
-  }
-  bool Has(LUnicodeString source) { return m_logger->IsChildExist(LUnicodeString(log) + L'\\' + source); }
-
- private:
-  LPtrRef<RegistryKey> m_logger;
-};
+constexpr wchar_t logPath[] = L"System\\CurrentControlSet\\Services\\Eventlog\\kvdel01 test log";
 
 LPtrRef<Source> Full(const wchar_t* source) {
   return Source::Create(log, source, 3, 7, L"%SystemRoot%\\c.dll", L"%SystemRoot%\\e.dll", L"p.dll");
@@ -58,23 +41,23 @@ std::string Summary(LPtrRef<Source> source) {
 
 TEST_CASE("a registration stores what is set and rewrites what another set before") {
   SystemSession session;
-  TestLog test;
+  const TestKey test(logPath);
   CHECK(Summary(Full(L"source")) == "3 7 %SystemRoot%\\c.dll %SystemRoot%\\e.dll p.dll ");
   CHECK(Summary(Source::Create(log, L"source", 0, 1, L"", L"new.dll", L"")) == "- 1 - new.dll - ");
   CHECK(Summary(Source::Create(log, L"source", 0, 0, L"", L"", L"")) == "- - - - - ");
   CHECK(Summary(LMakeRef<Source>(log, L"SOURCE")) == "- - - - - ");
 
   const LPtrRef<Source> source = Full(L"other");
-  CHECK(test.Key(L"other")->GetValue(L"CategoryCount")->GetType() == RegistryKey::Value::typeInt32);
-  CHECK(test.Key(L"other")->GetValue(L"TypesSupported")->GetType() == RegistryKey::Value::typeInt32);
+  CHECK(test.Make(L"other")->GetValue(L"CategoryCount")->GetType() == RegistryKey::Value::typeInt32);
+  CHECK(test.Make(L"other")->GetValue(L"TypesSupported")->GetType() == RegistryKey::Value::typeInt32);
   for (const wchar_t* path : {L"CategoryMessageFile", L"EventMessageFile", L"ParameterMessageFile"}) {
-    CHECK(test.Key(L"other")->GetValue(path)->GetType() == RegistryKey::Value::typeExpandString);
+    CHECK(test.Make(L"other")->GetValue(path)->GetType() == RegistryKey::Value::typeExpandString);
   }
 }
 
 TEST_CASE("each value changes alone, and 0 or nothing unsets it") {
   SystemSession session;
-  TestLog test;
+  const TestKey test(logPath);
   const LPtrRef<Source> source = Full(L"source");
   source->ChangeCategoryCount(9);
   source->ChangeEventMessageFile(L"%x%");
@@ -94,9 +77,9 @@ TEST_CASE("each value changes alone, and 0 or nothing unsets it") {
 
 TEST_CASE("a value of another type is no value of the source") {
   SystemSession session;
-  TestLog test;
+  const TestKey test(logPath);
   const LPtrRef<Source> source = Full(L"source");
-  const LPtrRef<RegistryKey> key = test.Key(L"source");
+  const LPtrRef<RegistryKey> key = test.Make(L"source");
   key->SetStringValue(L"CategoryCount", L"3");
   key->SetBinaryValue(L"TypesSupported", LBuffer("abcd", 4));
   key->SetStringValue(L"CategoryMessageFile", L"x");
@@ -108,7 +91,7 @@ TEST_CASE("a value of another type is no value of the source") {
 
 TEST_CASE("a missing log and a missing source are told apart") {
   SystemSession session;
-  TestLog test;
+  const TestKey test(logPath);
   Full(L"source");
   const auto noLog = Exactly<Source::LogNotFoundException>(2);
   const auto noSource = Exactly<Source::SourceNotFoundException>(2);
@@ -117,17 +100,17 @@ TEST_CASE("a missing log and a missing source are told apart") {
   CHECK(Thrown([] { Source(log, L"none"); }) == noSource);
   CHECK(Thrown([] { Source::Delete(log, L"none"); }) == noSource);
   CHECK_THROWS_AS(Source(log, L"none"), Source::LogNotFoundException);
-  CHECK(test.Has(L"source"));
+  CHECK(test->IsChildExist(L"source"));
 }
 
 TEST_CASE("deleting a registration takes everything below it and leaves the log") {
   SystemSession session;
-  TestLog test;
+  const TestKey test(logPath);
   Full(L"source");
   Full(L"other");
-  test.Key(L"source")->Create(L"a\\b", KEY_READ);
+  test.Make(L"source")->Create(L"a\\b", KEY_READ);
   Source::Delete(log, L"source");
-  CHECK_FALSE(test.Has(L"source"));
+  CHECK_FALSE(test->IsChildExist(L"source"));
   Source::Delete(log, L"other");
-  CHECK(test.Has(L""));
+  CHECK(RegistryText(logPath) == "");
 }

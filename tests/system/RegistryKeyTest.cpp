@@ -3,8 +3,8 @@
 #include <string>
 
 #include "support/SystemSession.h"
+#include "support/TestKey.h"
 #include "support/Utf8.h"
-#include "system/RegistryKey.h"
 #include "system/Thrown.h"
 
 namespace {
@@ -13,20 +13,6 @@ using LCommon::System::RegistryKey;
 using Value = RegistryKey::Value;
 
 constexpr wchar_t testKeyName[] = L"Software\\kvdel01 tests";
-
-/// A key of the test's own, gone with the test.
-class TestKey {
- public:
-  TestKey() : m_key(RegistryKey::LocalMachine()->Create(testKeyName, KEY_ALL_ACCESS)) {}
-  ~TestKey() {
-    m_key = nullptr;
-    RegistryKey::LocalMachine()->DeleteTree(testKeyName);
-  }
-  RegistryKey* operator->() { return m_key.Get(); }
-
- private:
-  LPtrRef<RegistryKey> m_key;
-};
 
 std::string Stored(LPtrRef<Value> value) {
   const LBuffer data = value->GetData();
@@ -46,7 +32,7 @@ LBuffer Pattern(unsigned int size) {
 
 TEST_CASE("values come back as they were written, with type and size") {
   SystemSession session;
-  TestKey key;
+  const TestKey key(testKeyName);
   key->SetInt32Value(L"Number", 0x80000001u);
   key->SetStringValue(L"Text", L"some text");
   key->SetExpandStringValue(L"Path", L"%SystemRoot%\\x");
@@ -72,7 +58,7 @@ TEST_CASE("values come back as they were written, with type and size") {
 
 TEST_CASE("what does not exist is told apart from what does") {
   SystemSession session;
-  TestKey key;
+  const TestKey key(testKeyName);
   const auto keyMissing = Exactly<RegistryKey::KeyNotFoundException>(2);
   const auto valueMissing = Exactly<RegistryKey::ValueNotFoundException>(2);
   CHECK(Thrown([&] { key->Open(L"None", KEY_READ); }) == keyMissing);
@@ -93,7 +79,7 @@ TEST_CASE("what does not exist is told apart from what does") {
 
 TEST_CASE("creating a key makes its ancestors and opens what exists") {
   SystemSession session;
-  TestKey key;
+  const TestKey key(testKeyName);
   key->Create(L"A\\B", KEY_WRITE)->SetInt32Value(L"n", 1);
   CHECK(key->IsChildExist(L"a"));
   CHECK(key->Create(L"a\\b", KEY_READ)->GetValue(L"n")->GetInt32Data() == 1);

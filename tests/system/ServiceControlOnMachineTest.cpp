@@ -59,9 +59,12 @@ TEST_CASE("every service error becomes the exception of its operation") {
   check("DeleteService", {denied, marked}, [&] { service->Delete(); });
   CHECK(Service::IsExist(manager, L"test"));
   CHECK(service->QueryConfig()->startType == Service::startOnDemand);
+  service->Delete();
+  CHECK(Thrown([&] { service->Start(); }) == marked.outcome);
 }
 
-TEST_CASE("a tag is handed back, and dependencies are passed as one list") {
+TEST_CASE(
+    "a tag is handed back, and dependencies are passed as one list and kept where a change names none") {
   SystemSession session;
   LUnicodeStringArray dependencies;
   dependencies.Append(L"a");
@@ -78,6 +81,9 @@ TEST_CASE("a tag is handed back, and dependencies are passed as one list") {
   CHECK(std::string(stored->data.begin(), stored->data.end()) == std::string("a\0\0\0b\0002\0\0\0\0\0", 12));
   service->ChangeConfig(L"", Service::typeKernelDriver, Service::startBoot, Service::errorControlNormal, L"",
                         L"Other", &newTag, {}, L"", L"");
+  const LUnicodeStringArray kept = service->QueryConfig()->dependencies;
+  REQUIRE(kept.Length() == 2);
+  CHECK(Utf8(kept[0]) + Utf8(kept[1]) == "ab2");
   CHECK(newTag != 0);
   CHECK(service->QueryConfig()->tagId == newTag);
 }

@@ -32,3 +32,14 @@ void AddLegacyDevice(LUnicodeString service, LUnicodeString instance) {
   SetupDiDestroyDeviceInfoList(set);
   if (!made) throw std::runtime_error("no device");
 }
+
+std::shared_ptr<void> UseImage(LUnicodeString path) {
+  const HANDLE file =
+      CreateFileW(path.Data(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY | SEC_IMAGE, 0, 0, nullptr);
+  void* const view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
+  CloseHandle(mapping);
+  CloseHandle(file);
+  if (view == nullptr) throw std::runtime_error("no image");
+  return {view, UnmapViewOfFile};
+}

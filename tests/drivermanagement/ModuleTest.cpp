@@ -8,15 +8,15 @@
 #include "support/FailedCondition.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
-#include "system/FileMapping.h"
+#include "support/TestFile.h"
 
 using namespace DriverManagement;
+using LCommon::System::AppendBackslash;
 using LCommon::System::FileMappingView;
 using LCommon::System::Manager;
 
 namespace {
 
-constexpr const char16_t* DriverPath = u"C:\\Windows\\system32\\drivers\\drv.sys";
 constexpr std::uint64_t Version1234 = 0x0001'0002'0003'0004;
 
 using Bytes = std::vector<unsigned char>;
@@ -25,14 +25,14 @@ using Bytes = std::vector<unsigned char>;
 
 TEST_CASE("a module is up to date when its version and target meet the container's facts") {
   SystemSession session;
+  const TestFile file;
   const auto container = LMakeRef<TestContainer>();
-  BasePeModule module(SystemText(DriverPath), container);
+  BasePeModule module(file.name, container);
   const std::uint64_t os61 = MajorMinorVersion(6, 1), os62 = MajorMinorVersion(6, 2);
   for (const bool plus : {false, true}) {
     const auto version = [&](std::uint64_t installed, std::uint32_t flags, std::uint64_t expected,
                              BuildType build) {
-      session.Machine().files.WriteFile(
-          DriverPath, BuildImage({.plus = plus, .version = ImageVersion{installed, flags}}));
+      file.Write(BuildImage({.plus = plus, .version = ImageVersion{installed, flags}}));
       container->version = expected;
       container->buildType = build;
       return module.IsInstalledUpToDate();
@@ -49,8 +49,7 @@ TEST_CASE("a module is up to date when its version and target meet the container
 
     const auto target = [&](std::uint16_t machine, std::uint16_t osMinor, Manager::MachineType expected,
                             std::uint64_t os) {
-      session.Machine().files.WriteFile(
-          DriverPath, BuildImage({.plus = plus, .machine = machine, .osMajor = 6, .osMinor = osMinor}));
+      file.Write(BuildImage({.plus = plus, .machine = machine, .osMajor = 6, .osMinor = osMinor}));
       container->machine = expected;
       container->osVersion = os;
       return module.IsInstalledUpToDate();
@@ -68,11 +67,11 @@ TEST_CASE("a module is up to date when its version and target meet the container
 
 TEST_CASE("headers that are malformed or cut short tell no target") {
   SystemSession session;
-  winsim::FileSystem& files = session.Machine().files;
+  const TestFile file;
   const auto target = [&](const Bytes& image) -> std::string {
-    files.WriteFile(DriverPath, image);
+    file.Write(image);
     try {
-      const auto found = ReadPeTarget(SystemText(DriverPath));
+      const auto found = ReadPeTarget(file.name);
       return found ? std::to_string(found->machine) + " " + std::to_string(found->osVersion >> 32) : "none";
     } catch (const FileMappingView::Exception&) {
       return "view refused";
@@ -107,20 +106,16 @@ TEST_CASE("headers that are malformed or cut short tell no target") {
 TEST_CASE(
     "a module without a readable version resource is not up to date, and nothing is asked of its container") {
   SystemSession session;
-  winsim::Machine& machine = session.Machine();
-  BasePeModule module(SystemText(DriverPath), LMakeRef<NullPeModuleContainer>());
+  const TestFile file;
+  BasePeModule module(file.name, LMakeRef<NullPeModuleContainer>());
   CHECK(module.IsInstalledUpToDate() == 0);
   for (const Bytes& image : {Bytes(), Bytes(50, 'M'), BuildImage({.version = std::nullopt})}) {
-    machine.files.WriteFile(DriverPath, image);
+    file.Write(image);
     CHECK(module.IsInstalledUpToDate() == 0);
   }
-  machine.files.WriteFile(DriverPath, BuildImage({}));
-  for (const char* const function : {"GetFileVersionInfoSizeA", "GetFileVersionInfoA", "VerQueryValueA"}) {
-    machine.gate.FailFunction(function, 1812);
-    CHECK(module.IsInstalledUpToDate() == 0);
-  }
+  file.Write(BuildImage({}));
   CHECK(FailedCondition([&] { module.IsInstalledUpToDate(); }) == "Unreachable point");
-  BasePeModule without(SystemText(DriverPath), nullptr);
+  BasePeModule without(file.name, nullptr);
   CHECK(FailedCondition([&] { without.IsInstalledUpToDate(); }) == "container.Valid()");
   CHECK(module.Remove(1) == BaseObject::removeDone);
   CHECK(without.IsInstalledUpToDate() == 0);
@@ -128,21 +123,21 @@ TEST_CASE(
 
 TEST_CASE("modules lie in the directory of their kind and are installed only when they differ") {
   SystemSession session;
-  winsim::FileSystem& files = session.Machine().files;
   const auto container = LMakeRef<TestContainer>(BuildImage({.version = ImageVersion{Version1234, 0}}));
   container->version = Version1234;
-  const auto driver = LMakeRef<BaseDriverModule>(L"drv.sys", container);
-  const auto system = LMakeRef<BaseSystemModule>(L"drv.sys", container);
-  const auto check = [&](BaseObject& module, const char16_t* path) {
+  const auto driver = LMakeRef<BaseDriverModule>(L"kvdel01 test.sys", container);
+  const auto system = LMakeRef<BaseSystemModule>(L"kvdel01 test.sys", container);
+  const auto check = [&](BaseObject& module, LUnicodeString directory) {
+    const TestFile file(AppendBackslash(directory) + L"kvdel01 test.sys");
     container->bodiesAsked = 0;
     CHECK(module.Install(1) == BaseObject::installDone);
-    CHECK(files.Read(path) == container->body);
+    CHECK(file.Read() == container->body);
     CHECK(module.Install(1) == BaseObject::installUpToDate);
     CHECK(container->bodiesAsked == 1);
-    files.WriteFile(path, BuildImage({.version = ImageVersion{Version1234 - 1, 0}}));
+    file.Write(BuildImage({.version = ImageVersion{Version1234 - 1, 0}}));
     CHECK(module.Install(1) == BaseObject::installUpdated);
-    CHECK(files.Read(path) == container->body);
+    CHECK(file.Read() == container->body);
   };
-  check(*driver, DriverPath);
-  check(*system, u"C:\\Windows\\system32\\drv.sys");
+  check(*driver, Manager::Instance().GetDriversDirectory());
+  check(*system, Manager::Instance().GetSystemDirectoryA());
 }
