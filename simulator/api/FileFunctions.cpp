@@ -75,7 +75,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID input, DWORD input
         const auto object = thread.process->handles.Find<DeviceObject>(device);
         if (object == nullptr) {
           const bool isFile = thread.process->handles.Find<FileObject>(device) != nullptr;
-          return static_cast<DWORD>(isFile ? ERROR_INVALID_FUNCTION : ERROR_INVALID_HANDLE);
+          return static_cast<DWORD>(isFile ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
         }
         if ((input == nullptr && inputSize != 0) || (output == nullptr && outputSize != 0)) {
           return static_cast<DWORD>(ERROR_NOACCESS);

@@ -11,7 +11,7 @@ HANDLE CreateMapping(Thread& thread, DWORD& error, HANDLE handle, DWORD protecti
   const auto file = thread.process->handles.Find<FileObject>(handle);
   if (isNamed) {
     error = ERROR_NOT_SUPPORTED;
-  } else if (file == nullptr && handle != INVALID_HANDLE_VALUE) {
+  } else if (file == nullptr && handle != INVALID_HANDLE_VALUE && handle != nullptr) {
     const bool isDevice = thread.process->handles.Find<DeviceObject>(handle) != nullptr;
     error = isDevice ? ERROR_BAD_EXE_FORMAT : ERROR_INVALID_HANDLE;
   } else {

@@ -118,7 +118,7 @@ DWORD FindValue(Thread& thread, HKEY key, std::u16string_view name, const DWORD*
 }
 
 /// Hands a value's data out; a text that has no terminator gets one of `terminatorSize` bytes when there is
-/// room.
+/// room, unless it has no data at all.
 DWORD GiveData(const void* bytes, std::size_t length, DWORD type, std::size_t terminatorSize, BYTE* data,
                DWORD* size) {
   if (size == nullptr) {
@@ -134,10 +134,10 @@ DWORD GiveData(const void* bytes, std::size_t length, DWORD type, std::size_t te
   }
   const auto* const source = static_cast<const BYTE*>(bytes);
   std::copy_n(source, length, data);
-  const bool isTerminated =
+  const bool isUnterminated =
       length >= terminatorSize &&
-      std::all_of(source + length - terminatorSize, source + length, [](BYTE byte) { return byte == 0; });
-  if (IsText(type) && !isTerminated && room - length >= terminatorSize) {
+      std::any_of(source + length - terminatorSize, source + length, [](BYTE byte) { return byte != 0; });
+  if (IsText(type) && isUnterminated && room - length >= terminatorSize) {
     std::fill_n(data + length, terminatorSize, BYTE{0});
   }
   return ERROR_SUCCESS;

@@ -8,6 +8,7 @@ namespace winsim {
 namespace {
 
 constexpr std::uint32_t FileNotFound = 2;
+constexpr std::uint32_t PathNotFound = 3;
 constexpr std::uint32_t GeneralFailure = 31;
 constexpr std::uint32_t MoreData = 234;
 constexpr std::uint32_t ServiceAlreadyRunning = 1056;
@@ -23,7 +24,9 @@ std::uint32_t Devices::Load(std::u16string_view name, std::u16string_view imageP
   auto driver = std::make_shared<LoadedDriver>();
   driver->image = m_machine.files.UseImage(imagePath);
   if (driver->image == nullptr) {
-    return FileNotFound;
+    const PathContext context{m_machine.settings.windowsDirectory.substr(0, 3), false};
+    const bool noFolder = m_machine.files.Resolve(context, imagePath).error == PathNotFound;
+    return noFolder ? PathNotFound : FileNotFound;
   }
   if (const std::uint32_t error = Behaviour(name).loadError; error != 0) {
     return error;

@@ -72,7 +72,7 @@ class Devices {
   }
 
   /// Loads a driver from its image file, by full path: its devices appear and the file is in use. 1056 when
-  /// it is loaded already, 2 when there is no such file, or the driver's own error.
+  /// it is loaded already, 2 when there is no such file, 3 no such folder, or the driver's own error.
   std::uint32_t Load(std::u16string_view name, std::u16string_view imagePath);
 
   enum class StopResult { stopped, refused, pending };

@@ -140,6 +140,7 @@ std::uint32_t FileView::Create(std::shared_ptr<FileMapping> mapping, std::uint32
   if (size == 0) {
     size = mapping->m_size - offset;
   }
+  size = std::min<std::uint64_t>(InWholePages(size), mapping->m_node->Size() - offset);
   result.reset(new FileView(std::move(mapping), offset, size, writes));
   return 0;
 }

@@ -37,8 +37,9 @@ class FileMapping : public KernelObject {
   std::uint64_t m_size;
 };
 
-/// A view: a block of memory with the mapping's bytes, and zeros to the end of its last page. It has a place
-/// in the handle table of its process, so that it ends with it, but no handle that a program knows.
+/// A view: a block of memory with the file's bytes, and zeros behind them, to the end of its last page. It
+/// has a place in the handle table of its process, so that it ends with it, but no handle that a program
+/// knows.
 class FileView : public Object {
  public:
   static constexpr std::uint32_t PageSize = 0x1000;

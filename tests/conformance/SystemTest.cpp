@@ -1,0 +1,71 @@
+#include "conformance/Facts.h"
+
+// Paths, volumes and drives; the environment, directories, times and libraries.
+
+namespace {
+
+/// "full path, its last part", or the length when there is no room.
+std::string FullPath(const wchar_t* name, DWORD room = 260) {
+  wchar_t buffer[260] = L"#";
+  wchar_t* filePart = nullptr;
+  const DWORD length = GetFullPathNameW(name, room, buffer, &filePart);
+  if (buffer[0] == L'#') return std::to_string(length);
+  return Narrow(buffer) + ", " + (filePart == nullptr ? "none" : Narrow(filePart));
+}
+
+std::string VolumePath(const wchar_t* name, DWORD room = 260) {
+  wchar_t buffer[260] = L"#";
+  const std::string answer = ANSWER(BoolText, GetVolumePathNameW(name, buffer, room));
+  return answer == "TRUE" ? Narrow(buffer) : answer;
+}
+
+/// The file time as a number, or the answer.
+std::string FileTime(WORD year, WORD month, WORD day, WORD hour = 0, WORD second = 0) {
+  const SYSTEMTIME time = {year, month, 0, day, hour, 0, second, 0};
+  FILETIME result = {};
+  const std::string answer = ANSWER(BoolText, SystemTimeToFileTime(&time, &result));
+  if (answer != "TRUE") return answer;
+  return std::to_string(static_cast<unsigned long long>(result.dwHighDateTime) << 32 | result.dwLowDateTime);
+}
+
+}  // namespace
+
+TEST_CASE("paths, volumes, drives, environment, directories, times and libraries") {
+  MachineSession session;
+  wchar_t buffer[260];
+  Given("paths");
+  FACT("c:\\a\\b\\, none", FullPath(L"c:/a//b/"));
+  FACT("C:\\a\\c, c", FullPath(L"C:\\a\\.\\b\\..\\c"));
+  FACT("C:\\a, a", FullPath(L"C:\\..\\..\\a. . "));
+  FACT("\\\\server\\share\\b, b", FullPath(L"\\\\server\\share\\a\\..\\..\\b"));
+  FACT("7", FullPath(L"C:\\a\\b", 6));
+  FACT("C:\\a\\b, b", FullPath(L"C:\\a\\b", 7));
+  Given("volumes");
+  FACT("C:\\", VolumePath(L"C:/kvnone/a"));
+  FACT("FALSE 2", VolumePath(L"Q:\\a"));
+  FACT("C:\\", VolumePath(L"C:\\a", 4));
+  FACT("FALSE 206", VolumePath(L"C:\\a", 2));
+  Given("drives");
+  LENGTH_FACT("3", GetDriveTypeW(L"C:\\"));
+  LENGTH_FACT("1", GetDriveTypeW(L"Q:\\"));
+  LENGTH_FACT("0, 2", QueryDosDeviceW(L"Q:", buffer, 260));
+  LENGTH_FACT("0, 122", QueryDosDeviceW(L"C:", buffer, 4));
+  const DWORD targetLength = QueryDosDeviceW(L"C:", buffer, 260);
+  FACT("\\Device\\, ||", Narrow(buffer).substr(0, 8) + ", " + Narrow(buffer + targetLength - 2, 2));
+  Given("environment");
+  LENGTH_FACT("0, 203", GetEnvironmentVariableW(L"KVNONE", buffer, 260));
+  LENGTH_FACT("2", GetEnvironmentVariableW(L"SYSTEMDRIVE", buffer, 3));
+  LENGTH_FACT("3", GetEnvironmentVariableW(L"SystemDrive", buffer, 2));
+  const UINT length = GetWindowsDirectoryW(nullptr, 0) - 1;
+  FACT("1", std::to_string(GetWindowsDirectoryW(buffer, length) - length));
+  FACT("10", std::to_string(GetSystemDirectoryW(buffer, length) - length));
+  Given("times");
+  FACT("125963064590000000", FileTime(2000, 2, 29, 14, 59));
+  FACT("FALSE 87", FileTime(2001, 2, 29));
+  FACT("FALSE 87", FileTime(2001, 13, 1));
+  Given("missing libraries and functions");
+  const HMODULE kernel = GetModuleHandleW(L"KERNEL32");
+  BOOL_FACT("FALSE 126", GetModuleHandleW(L"kvnone.dll") != nullptr);
+  BOOL_FACT("FALSE 126", LoadLibraryW(L"kvnone.dll") != nullptr);
+  BOOL_FACT("FALSE 127", GetProcAddress(kernel, "movefileexw") != nullptr);
+}
