@@ -3,6 +3,7 @@
 
 product_packages=(g++ cmake ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev libssl-dev)
 test_packages=(doctest-dev libbenchmark-dev libgmp-dev python3 python3-pefile openssl binutils)
+windows_packages=(g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 wine wine64 mmdebstrap xvfb)
 check_packages=(clang clang-format libclang-rt-14-dev)
 # The one build for sanitizers and fuzzers.
 sanitize_options=(-DCMAKE_CXX_COMPILER=clang++ -DKV_SANITIZE=ON -DKV_FUZZ=ON -DKV_TESTS=ON -DKV_BENCHMARKS=OFF)

@@ -152,6 +152,9 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
 BOOL WINAPI SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA device) {
   return BoolCall("SetupDiCallClassInstaller", {function, Argument::Handle(set)},
                   [&](Thread& thread) -> DWORD {
+                    if (thread.process->wow64) {
+                      return ERROR_IN_WOW64;
+                    }
                     const auto object = thread.process->handles.Find<DeviceSetObject>(set);
                     if (object == nullptr) {
                       return ERROR_INVALID_HANDLE;

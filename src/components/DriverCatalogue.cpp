@@ -46,16 +46,17 @@ LPtrRef<Handle> WinNT::kvenv01a::Manager::Open() {
 namespace ProjectSpecific {
 
 void AddDriverManagers(BaseComplexObject& drivers) {
-  const LPtrRef<BasePeModuleContainer> noImage = LMakeRef<NullPeModuleContainer>();
-  constexpr unsigned int noSignatureCheck = 0;
   using namespace Gen4;
-  drivers.Add(LMakeRef<kvlnk03sys::Manager>(noImage, LMakeRef<kvlnk03sys::LifeTime>(), noSignatureCheck));
-  drivers.Add(
-      LMakeRef<WinNT::kvlnk04::Manager>(noImage, LMakeRef<WinNT::kvlnk04::LifeTime>(), noSignatureCheck));
-  drivers.Add(LMakeRef<kvvol02sys::Manager>(noImage, LMakeRef<kvvol02sys::LifeTime>()));
-  drivers.Add(LMakeRef<kvaux02sys::Manager>(noImage, LMakeRef<kvaux02sys::LifeTime>()));
-  drivers.Add(LMakeRef<kvenv01sys::Manager>(noImage, LMakeRef<kvenv01sys::LifeTime>()));
-  drivers.Add(LMakeRef<WinNT::kvenv01a::Manager>(noImage, LMakeRef<WinNT::kvenv01a::LifeTime>()));
+  const DriverFacts* const catalogue[] = {&kvlnk03sys::Facts, &WinNT::kvlnk04::Facts,
+                                          &kvvol02sys::Facts, &kvaux02sys::Facts,
+                                          &kvenv01sys::Facts, &WinNT::kvenv01a::Facts};
+  const LPtrRef<BasePeModuleContainer> noImage = LMakeRef<NullPeModuleContainer>();
+  for (const DriverFacts* const facts : catalogue) {
+    drivers.Add(LMakeRef<CatalogueManager>(
+        *facts, noImage, LMakeRef<CatalogueLifeTime>(*facts, LUnicodeString(), LUnicodeString()),
+        LMakeRef<CatalogueModule>(*facts, noImage), LMakeRef<CatalogueRegistration>(*facts),
+        LMakeRef<CatalogueLogSource>(*facts)));
+  }
 }
 
 }  // namespace ProjectSpecific

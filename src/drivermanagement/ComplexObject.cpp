@@ -40,24 +40,43 @@ void AssertMembers(const Members& members) {
   L_ASSERT_TEXT(members.Length() != 0, "m_objects.Length() != 0");
 }
 
+/// Gathers the members' results.
+class Combination {
+ public:
+  template <std::size_t Count>
+  explicit Combination(const Outcome (&outcomes)[Count])
+      : m_outcomes(outcomes), m_valid(outcomes[Count - 1].within) {}
+
+  void Add(unsigned int result) {
+    if (result >= 32 || (m_valid >> result & 1) == 0) L_UNREACHABLE();
+    m_seen |= 1u << result;
+  }
+
+  unsigned int Common() const {
+    const Outcome* outcome = m_outcomes;
+    while ((m_seen & ~outcome->within) != 0) {
+      ++outcome;
+    }
+    return outcome->result;
+  }
+
+ private:
+  const Outcome* const m_outcomes;
+  const unsigned int m_valid;
+  unsigned int m_seen = 0;
+};
+
 /// Applies `operation` to every member and combines the results by `outcomes`.
 template <class Result, std::size_t Count, class... Flags>
 Result Combine(const Members& members, Order order, const Outcome (&outcomes)[Count],
                Result (BaseObject::*operation)(Flags...), Flags... flags) {
   AssertMembers(members);
-  const unsigned int valid = outcomes[Count - 1].within;
-  unsigned int seen = 0;
+  Combination combination(outcomes);
   for (unsigned int visit = 0; visit < members.Length(); ++visit) {
     const unsigned int index = order == Order::firstToLast ? visit : members.Length() - 1 - visit;
-    const unsigned int result = (members[index].Get()->*operation)(flags...);
-    if (result >= 32 || (valid >> result & 1) == 0) L_UNREACHABLE();
-    seen |= 1u << result;
+    combination.Add((members[index].Get()->*operation)(flags...));
   }
-  const Outcome* outcome = outcomes;
-  while ((seen & ~outcome->within) != 0) {
-    ++outcome;
-  }
-  return static_cast<Result>(outcome->result);
+  return static_cast<Result>(combination.Common());
 }
 
 /// Asks the members from the first to the last until one answers `decisive`.

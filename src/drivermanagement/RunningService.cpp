@@ -6,11 +6,11 @@
 
 namespace DriverManagement {
 
-using LCommon::System::ServiceControl::Manager;
+using ServiceManager = LCommon::System::ServiceControl::Manager;
 using LCommon::System::ServiceControl::Service;
 
 void StartByName(LUnicodeString name) {
-  const auto service = Service::Open(Manager::Open(SC_MANAGER_CONNECT), name, SERVICE_START);
+  const auto service = Service::Open(ServiceManager::Open(SC_MANAGER_CONNECT), name, SERVICE_START);
   try {
     service->Start();
   } catch (const Service::AlreadyRunningException&) {
@@ -19,7 +19,7 @@ void StartByName(LUnicodeString name) {
 }
 
 void StopByName(LUnicodeString name, LLocation location) {
-  const auto service = Service::Open(Manager::Open(SC_MANAGER_CONNECT), name, SERVICE_STOP);
+  const auto service = Service::Open(ServiceManager::Open(SC_MANAGER_CONNECT), name, SERVICE_STOP);
   try {
     if (service->Stop()->currentState == SERVICE_STOP_PENDING) {
       throw BaseObject::UsageConflictException(location);

@@ -14,7 +14,7 @@ namespace {
 using LCommon::System::Environment;
 using LCommon::System::File;
 using LCommon::System::RegistryKey;
-using LCommon::System::ServiceControl::Manager;
+using ServiceManager = LCommon::System::ServiceControl::Manager;
 using LCommon::System::ServiceControl::Service;
 
 // A driver's image path may leave out any number of leading directories of the drivers directory; one that
@@ -61,8 +61,8 @@ BaseServiceRegistration::BaseServiceRegistration(LUnicodeString name, LUnicodeSt
 
 unsigned int BaseServiceRegistration::IsInstalled() {
   try {
-    return Service::IsExist(Manager::Open(SC_MANAGER_CONNECT), m_name);
-  } catch (const Manager::AccessDeniedException&) {
+    return Service::IsExist(ServiceManager::Open(SC_MANAGER_CONNECT), m_name);
+  } catch (const ServiceManager::AccessDeniedException&) {
     return IsKeyExist();
   } catch (const Service::AccessDeniedException&) {
     return IsKeyExist();
@@ -72,10 +72,10 @@ unsigned int BaseServiceRegistration::IsInstalled() {
 unsigned int BaseServiceRegistration::IsInstalledUpToDate() {
   LPtrRef<Service> service;
   try {
-    service = Service::Open(Manager::Open(SC_MANAGER_CONNECT), m_name, SERVICE_QUERY_CONFIG);
+    service = Service::Open(ServiceManager::Open(SC_MANAGER_CONNECT), m_name, SERVICE_QUERY_CONFIG);
   } catch (const Service::NotFoundException&) {
     return 0;
-  } catch (const Manager::AccessDeniedException&) {
+  } catch (const ServiceManager::AccessDeniedException&) {
     return IsInstalled();
   } catch (const Service::AccessDeniedException&) {
     return IsInstalled();
@@ -97,7 +97,8 @@ unsigned int BaseServiceRegistration::IsInstalledUpToDate() {
 BaseObject::InstallResult BaseServiceRegistration::Install(unsigned int) {
   if (IsInstalledUpToDate()) return installUpToDate;
   if (IsInstalled()) {
-    const auto service = Service::Open(Manager::Open(SC_MANAGER_CONNECT), m_name, SERVICE_CHANGE_CONFIG);
+    const auto service =
+        Service::Open(ServiceManager::Open(SC_MANAGER_CONNECT), m_name, SERVICE_CHANGE_CONFIG);
     try {
       service->ChangeConfig(m_displayName, static_cast<Service::Type>(m_serviceType),
                             static_cast<Service::StartType>(m_startType),
@@ -111,11 +112,11 @@ BaseObject::InstallResult BaseServiceRegistration::Install(unsigned int) {
     }
     return installUpdated;
   }
-  const auto service =
-      Service::Create(Manager::Open(SC_MANAGER_CREATE_SERVICE), m_name, m_displayName, SERVICE_ALL_ACCESS,
-                      static_cast<Service::Type>(m_serviceType), static_cast<Service::StartType>(m_startType),
-                      static_cast<Service::ErrorControlType>(m_errorControl), m_imagePath, m_loadOrderGroup,
-                      nullptr, m_dependencies, m_serviceStartName, m_password);
+  const auto service = Service::Create(
+      ServiceManager::Open(SC_MANAGER_CREATE_SERVICE), m_name, m_displayName, SERVICE_ALL_ACCESS,
+      static_cast<Service::Type>(m_serviceType), static_cast<Service::StartType>(m_startType),
+      static_cast<Service::ErrorControlType>(m_errorControl), m_imagePath, m_loadOrderGroup, nullptr,
+      m_dependencies, m_serviceStartName, m_password);
   RemoveWow64Mark();
   try {
     service->ChangeDescription(m_description);
@@ -127,7 +128,7 @@ BaseObject::InstallResult BaseServiceRegistration::Install(unsigned int) {
 
 BaseObject::RemoveResult BaseServiceRegistration::Remove(unsigned int) {
   try {
-    Service::Open(Manager::Open(SC_MANAGER_CONNECT), m_name, DELETE)->Delete();
+    Service::Open(ServiceManager::Open(SC_MANAGER_CONNECT), m_name, DELETE)->Delete();
     return removeDone;
   } catch (const Service::MarkedForDeleteException&) {
     return removeDoneReboot;

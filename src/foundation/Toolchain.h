@@ -13,6 +13,13 @@
 #define L_ALWAYS_INLINE inline __attribute__((always_inline))
 #endif
 
+// What only the run-time library calls: it stays when the whole program is compiled as one.
+#if defined(__GNUC__) && !defined(__clang__)
+#define L_CALLED_BY_RUNTIME __attribute__((externally_visible))
+#else
+#define L_CALLED_BY_RUNTIME
+#endif
+
 // LLimb is the digit of long arithmetic: the widest whose product, an LDoubleLimb, the compiler offers.
 #if defined(__SIZEOF_INT128__)
 using LLimb = std::uint64_t;

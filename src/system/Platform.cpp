@@ -27,7 +27,7 @@ using GetNtVersion = LONG(WINAPI*)(OSVERSIONINFOW* version);
 
 /// Only the version itself is kept of what the platform answers.
 template <class Record>
-OSVERSIONINFOW VersionOf(const Record& record) {
+OSVERSIONINFOW RecordOf(const Record& record) {
   OSVERSIONINFOW version{};
   version.dwOSVersionInfoSize = sizeof(version);
   version.dwMajorVersion = record.dwMajorVersion;
@@ -43,19 +43,19 @@ std::optional<OSVERSIONINFOW> ReadVersion(bool tryNative) {
     OSVERSIONINFOW record{};
     getNumbers(&record.dwMajorVersion, &record.dwMinorVersion, &record.dwBuildNumber);
     record.dwPlatformId = VER_PLATFORM_WIN32_NT;
-    return VersionOf(record);
+    return RecordOf(record);
   }
   if (const auto getVersion = FindFunction<GetNtVersion>(native, "RtlGetVersion")) {
     OSVERSIONINFOW record{};
     record.dwOSVersionInfoSize = sizeof(record);
     if (getVersion(&record) != 0) return std::nullopt;
-    return VersionOf(record);
+    return RecordOf(record);
   }
   // Not through the wrapper, whose choice of functions depends on this answer.
   OSVERSIONINFOA record{};
   record.dwOSVersionInfoSize = sizeof(record);
   if (!GetVersionExA(&record)) return std::nullopt;
-  return VersionOf(record);
+  return RecordOf(record);
 }
 
 void SetUpAnsiText(PlatformState& platform) {

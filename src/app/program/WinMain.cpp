@@ -1,6 +1,7 @@
 #include "app/EntryPoint.h"
+#include "foundation/Toolchain.h"
 #include "system/WindowsApi.h"
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+L_CALLED_BY_RUNTIME int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
   return Main::RunProcess();
 }

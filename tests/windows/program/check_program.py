@@ -61,9 +61,8 @@ def check_imports(image, machine):
     allowed = allowed_imports(machine)
     for library in image.DIRECTORY_ENTRY_IMPORT:
         name = library.dll.decode().lower()
-        for function in library.imports:
-            if (function.name or b"?").decode() not in allowed.get(name, ()):
-                yield f"imports {(function.name or b'?').decode()} from {name}"
+        for function in sorted({(entry.name or b"?").decode() for entry in library.imports} - allowed.get(name, set())):
+            yield f"imports {function} from {name}"
 
 
 def check_resources(image):
