@@ -40,13 +40,13 @@ inline LUnicodeStringArray Names(std::initializer_list<const wchar_t*> names) {
 }
 
 /// What the entry has of all that a registration may say, "none" without the entry. The type of the image
-/// path's text and a driver's account are left to the service control manager.
+/// path's text, a driver's account and the mark of a 32-bit creator are left to the service control manager.
 inline std::string EntryText() {
   constexpr const wchar_t* path = L"System\\CurrentControlSet\\Services\\kvtest";
   if (RegistryText(path) == "none") return "none";
   std::string text;
-  for (const wchar_t* const name : {L"Type", L"Start", L"ErrorControl", L"DisplayName", L"Group",
-                                    L"DependOnService", L"Description", L"WOW64"})
+  for (const wchar_t* const name :
+       {L"Type", L"Start", L"ErrorControl", L"DisplayName", L"Group", L"DependOnService", L"Description"})
     text += Utf8(name) + "=" + ValueText(path, name) + " ";
   if (text.starts_with("Type=16 ")) text += ValueText(path, L"ObjectName") + " ";
   const std::string image = ValueText(path, L"ImagePath");

@@ -52,9 +52,8 @@ TEST_CASE(
   SystemSession session(settings);
   winsim::Gate& gate = session.Machine().gate;
   CHECK(Registration(FullEntry())->Install(1) == BaseObject::installDone);
-  const std::string entry = EntryText();
-  CHECK(entry.find("WOW64=none") != std::string::npos);
-  CHECK(entry.find("Description=none") != std::string::npos);
+  CHECK(ValueText(L"System\\CurrentControlSet\\Services\\kvtest", L"WOW64") == "none");
+  CHECK(EntryText().find("Description=none") != std::string::npos);
   CHECK(session.Trace("RegDeleteValueW").size() == 1);
   Registration(FullEntry())->Remove(0);
 

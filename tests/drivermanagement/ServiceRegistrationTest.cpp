@@ -20,7 +20,7 @@ TEST_CASE("installing creates the entry with everything that it should have") {
   const auto registration = Registration(entry);
   CHECK(registration->Install(1) == BaseObject::installDone);
   CHECK(EntryText() == R"(Type=1 Start=1 ErrorControl=1 DisplayName="KV test" Group="System Bus Extender" )"
-                       R"(DependOnService=type7:"first|second" Description="What it does" WOW64=none )"
+                       R"(DependOnService=type7:"first|second" Description="What it does" )"
                        R"("system32\drivers\kvtest.sys")");
   CHECK(registration->Purge(1) == BaseObject::purgeDone);
   CHECK(EntryText() == "none");

@@ -84,7 +84,7 @@ TEST_CASE("the answer stands, and the working state is erased with it or with th
         ::new (storage) DigiSignValidator2(Exponent.data(), Modulus.data(), LBuffer(BlockFor(9).data(), 128));
     validator->Update(Stream.data(), static_cast<unsigned int>(Stream.size()));
 
-    const volatile unsigned char* const begin = storage + sizeof(DigiSign2);
+    const volatile unsigned char* const begin = storage + std::max(sizeof(DigiSign2), alignof(std::uint64_t));
     const volatile unsigned char* const end = storage + sizeof(storage) - 2 * sizeof(unsigned int);
     const auto erased = [&] { return std::all_of(begin, end, [](unsigned char byte) { return byte == 0; }); };
     CHECK(std::equal(Exponent.begin(), Exponent.end(), begin));
