@@ -1,0 +1,124 @@
+"""A machine of Wine: one prefix with its own wineserver."""
+import os
+import pathlib
+import shutil
+import subprocess
+import time
+
+from .differences import finish_deletions
+
+PATIENCE = 60  # seconds for anything that Wine is asked to do
+# Seen once: a process of Wine that could not map its shared user data. A fixed layout of addresses is to prevent that.
+WINE = ("setarch", "--addr-no-randomize", "wine")
+WINESERVER = shutil.which("wineserver") or "/usr/lib/wine/wineserver"
+
+
+class LabError(Exception):
+    """Something is not as the scenario says."""
+
+
+class WineMachine:
+    def __init__(self, prefix: pathlib.Path) -> None:
+        self.prefix = prefix
+        self.drive = prefix / "drive_c"
+        self.environment = dict(os.environ, WINEPREFIX=str(prefix), WINEDEBUG="fixme-all")
+        self.log = open(prefix.with_suffix(".log"), "ab")  # what Wine complains about
+        self.spawned: list[subprocess.Popen[str]] = []
+
+    def host_path(self, path: str) -> pathlib.Path:
+        """Where the host keeps the machine's file."""
+        return self.drive.joinpath(*path.lower().split("\\")[1:])
+
+    # Power
+
+    def create(self) -> None:
+        self.prefix.mkdir()
+        self._start_with("wineboot", "-i")
+        self.destroy()
+
+    def turn_on(self) -> None:
+        """The first program that runs starts the machine. (Wine's own wineboot would start it twice: the deletions left to
+        the restart would come while the drivers are loaded again.)"""
+        self._start_with("C:\\lab\\kvlab.exe", "loaded")
+
+    def _start_with(self, *command: str) -> None:
+        # What the machine starts inherits the program's files, and keeps them open as long as it is on.
+        self._serve("-p")
+        process = subprocess.Popen([*WINE, *command], env=self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.DEVNULL, stderr=self.log)
+        if process.wait(PATIENCE) != 0:
+            raise LabError(f"the machine does not start: {command}")
+
+    def turn_off(self) -> None:
+        marked = self.marked()
+        self.destroy()
+        finish_deletions(self.prefix / "system.reg", marked)
+
+    def destroy(self) -> None:
+        self._serve("-k")
+        self._serve("-w")
+        for process in self.spawned:
+            process.wait(PATIENCE)
+        self.spawned = []
+
+    def _serve(self, option: str) -> None:
+        subprocess.run([WINESERVER, option], env=self.environment, check=option != "-k", timeout=PATIENCE,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=self.log)
+
+    # Programs
+
+    def run(self, *command: str) -> tuple[int, str]:
+        """Runs a program to its end; its exit code and what it printed."""
+        result = subprocess.run([*WINE, *command], env=self.environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=self.log, timeout=PATIENCE, check=False)
+        return result.returncode, result.stdout.decode("utf-8", "replace").replace("\r", "").strip()
+
+    def lab(self, *arguments: str) -> str:
+        """Runs a verb of kvlab.exe, which must succeed and say something; what it said."""
+        code, text = self.run("C:\\lab\\kvlab.exe", *arguments)
+        if code != 0 or not text and arguments[0] not in ("loaded", "marked"):
+            raise LabError(f"kvlab {' '.join(arguments)}: exit code {code}, {text!r}")
+        return text
+
+    def launch(self, *command: str) -> subprocess.Popen[str]:
+        return subprocess.Popen([*WINE, *command], env=self.environment, stdin=subprocess.PIPE,
+                                stdout=subprocess.PIPE, stderr=self.log, text=True)
+
+    def spawn(self, *arguments: str, first_line: str) -> subprocess.Popen[str]:
+        """Starts a verb that goes on until its standard input ends, and waits for its first line."""
+        process = self.launch("C:\\lab\\kvlab.exe", *arguments)
+        line = process.stdout.readline().strip()
+        if line != first_line:
+            raise LabError(f"kvlab {' '.join(arguments)}: {line!r} instead of {first_line!r}")
+        self.spawned.append(process)
+        return process
+
+    def tell(self, process: subprocess.Popen[str], line: str) -> int:
+        """Sends a spawned process its line and waits for its end."""
+        process.stdin.write(line + "\n")
+        process.stdin.close()
+        self.spawned.remove(process)
+        return process.wait(PATIENCE)
+
+    def marked(self) -> list[str]:
+        """The services of the lab that are marked for deletion."""
+        return [line.split()[1] for line in self.lab("marked").split("\n") if line]
+
+    def set_value(self, key: str, name: str, kind: str, value: str) -> None:
+        self._registry_tool("add", key, "/v", name, "/t", "REG_" + kind, "/d", value, "/f")
+
+    def export(self, key: str, target: pathlib.Path) -> None:
+        self._registry_tool("export", key, "Z:" + str(target).replace("/", "\\"), "/y")
+
+    def _registry_tool(self, verb: str, key: str, *options: str) -> None:
+        code, text = self.run("reg", verb, "HKLM\\" + key, *options)
+        if code != 0:
+            raise LabError(f"reg {verb} {key}: {text}")
+
+
+def await_that(condition, what: str) -> None:
+    deadline = time.monotonic() + PATIENCE
+    while not condition():
+        if time.monotonic() > deadline:
+            raise LabError("waited in vain: " + what)
+        time.sleep(0.05)
