@@ -1,9 +1,8 @@
 #include "machine/CodePages.h"
 
 #include <doctest/doctest.h>
-#include <windows.h>
 
-#include "support/MachineSession.h"
+#include "machine/Text.h"
 
 using winsim::CodePage;
 
@@ -66,18 +65,4 @@ TEST_CASE("what a code page lacks is replaced and told") {
     CHECK(CodePage::Find(page)->Encode(text, "*", &told) == encoded);
     CHECK(told);
   }
-}
-
-TEST_CASE("the conversion functions convert as far as the length says, or to the terminator") {
-  winsim::Settings settings;
-  settings.ansiCodePage = 932;
-  MachineSession session(settings);
-  const char bytes[] = "a\x83\x65";
-  wchar_t wide[8] = {};
-  char narrow[8] = {};
-  BOOL substituted = FALSE;
-  CHECK(MultiByteToWideChar(CP_OEMCP, 0, bytes, 3, wide, 8) == 3);
-  CHECK(MultiByteToWideChar(CP_ACP, 0, bytes, -1, wide, 8) == 3);
-  CHECK(WideCharToMultiByte(1252, 0, wide, -1, narrow, 8, "_", &substituted) == 3);
-  CHECK((std::string(narrow) == "a_" && substituted == TRUE));
 }

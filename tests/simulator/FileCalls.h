@@ -10,20 +10,13 @@
 // Calls of the file functions by what they leave as the last error.
 
 inline constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-inline constexpr DWORD BackupSemantics = 0x02000000;
 
 /// What opening leaves as the last error; the handle, if there is one, is closed again.
-inline DWORD OpenError(const wchar_t* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0,
-                       bool* opened = nullptr) {
+inline DWORD OpenError(const wchar_t* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0) {
   return ErrorOf([&] {
     const HANDLE file = CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
     const DWORD error = GetLastError();
-    if (opened != nullptr) {
-      *opened = file != INVALID_HANDLE_VALUE;
-    }
-    if (file != INVALID_HANDLE_VALUE) {
-      CHECK(CloseHandle(file) == TRUE);
-    }
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
     SetLastError(error);
   });
 }

@@ -8,35 +8,6 @@
 using winsim::BesideThisProgram;
 using winsim::LoadProgramImage;
 
-TEST_CASE("a command line's program is found as Windows finds it") {
-  const auto machine = MakeMachine();
-  std::u16string image;
-  machine->programs[u"x.exe"] = [&] {
-    image = winsim::Thread::Current().process->imagePath;
-    return 7;
-  };
-  for (const char16_t* const file :
-       {u"C:\\Windows\\system32\\x.exe", u"C:\\Program Files\\x.exe", u"C:\\x.exe"}) {
-    machine->files.WriteFile(file, "MZ");
-  }
-  const struct {
-    const char16_t* commandLine;
-    const char* image;
-  } cases[] = {{u"x", "C:\\Windows\\system32\\x.exe"},
-               {u"X.EXE argument", "C:\\Windows\\system32\\x.exe"},
-               {u"\"C:\\Program Files\\x.exe\" a", "C:\\Program Files\\x.exe"},
-               {u"C:\\Program Files\\x a b", "C:\\Program Files\\x.exe"},
-               {u"\"C:\\x\"", "C:\\x.exe"}};
-  for (const auto& test : cases) {
-    CAPTURE(test.image);
-    CHECK(machine->Run(test.commandLine) == 7);
-    CHECK(winsim::ToUtf8(image) == test.image);
-  }
-  for (const char16_t* const missing : {u"C:\\missing.exe a", u"missing", u"C:\\none\\x.exe"}) {
-    CHECK_THROWS_AS(machine->Run(missing), std::runtime_error);
-  }
-}
-
 TEST_CASE("a program image has globals of its own in every process") {
   const auto machine = MakeMachine();
   machine->programs[u"image.exe"] = LoadProgramImage(BesideThisProgram("simulator_test_program.so"));

@@ -1,10 +1,10 @@
 #include <doctest/doctest.h>
 
+#include <tuple>
 #include <utility>
 
 #include "simulator/LastError.h"
 #include "support/MachineSession.h"
-#include "support/Threads.h"
 
 using winsim::ServiceConfig;
 using winsim::ToUtf8;
@@ -18,25 +18,6 @@ DWORD StartError(const wchar_t* name) {
   const DWORD error = FailureOf([&] { return StartServiceW(service, 0, nullptr); });
   CHECK((CloseServiceHandle(service) && CloseServiceHandle(manager)));
   return error == Untouched ? 0 : error;
-}
-
-std::string t_arguments;
-SERVICE_STATUS_HANDLE t_handle;
-
-void Report(DWORD state) {
-  SERVICE_STATUS status{SERVICE_WIN32_OWN_PROCESS, state, 0, 0, 0, 0, 0};
-  CHECK(SetServiceStatus(t_handle, &status));
-}
-
-void WINAPI ServiceMain(DWORD count, LPWSTR* arguments) {
-  t_arguments.clear();
-  for (DWORD i = 0; i < count; ++i) {
-    t_arguments += ToUtf8(winsim::FromWide(arguments[i])) + "|";
-  }
-  t_handle = RegisterServiceCtrlHandlerW(L"any name", [](DWORD) { Report(SERVICE_RUNNING); });
-  Report(SERVICE_RUNNING);
-  Pause(1000);
-  Report(SERVICE_STOPPED);
 }
 
 }  // namespace
@@ -61,7 +42,7 @@ TEST_CASE("a service starts after what it needs, and keeps it running") {
   CHECK(StartError(L"user") == ERROR_SERVICE_DEPENDENCY_DELETED);
 }
 
-TEST_CASE("a service's program gets its arguments and answers controls, or has ended with an error") {
+TEST_CASE("a service whose program is none, or ends without having connected, does not start") {
   MachineSession session;
   winsim::Machine& machine = session.Machine();
   ServiceConfig config;
@@ -72,29 +53,6 @@ TEST_CASE("a service's program gets its arguments and answers controls, or has e
   machine.programs[u"svc.exe"] = [] { return 0; };
   CHECK(StartError(L"svc") == ERROR_SERVICE_REQUEST_TIMEOUT);
   CHECK(machine.services.Status(u"svc").exitCode == ERROR_PROCESS_ABORTED);
-
-  machine.programs[u"svc.exe"] = [] {
-    wchar_t name[] = L"svc";
-    const SERVICE_TABLE_ENTRYW table[] = {{name, ServiceMain}, {nullptr, nullptr}};
-    return StartServiceCtrlDispatcherW(table) ? 0 : 1;
-  };
-  const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-  const SC_HANDLE service = OpenServiceW(manager, L"svc", SERVICE_ALL_ACCESS);
-  LPCWSTR arguments[] = {L"one", L"two words"};
-  REQUIRE(StartServiceW(service, 2, arguments));
-  SERVICE_STATUS status{};
-  const auto interrogate = [&] { return ControlService(service, SERVICE_CONTROL_INTERROGATE, &status); };
-  CHECK(FailureOf(interrogate) == ERROR_SERVICE_CANNOT_ACCEPT_CTRL);  // it has not reported yet
-  Pause(500);
-  CHECK(interrogate());
-  CHECK(status.dwCurrentState == SERVICE_RUNNING);
-  CHECK(FailureOf([&] { return ControlService(service, SERVICE_CONTROL_STOP, &status); }) ==
-        ERROR_INVALID_SERVICE_CONTROL);
-  Pause(2000);
-  CHECK(QueryServiceStatus(service, &status));
-  CHECK(status.dwCurrentState == SERVICE_STOPPED);
-  CHECK(t_arguments == "svc|one|two words|");
-  CHECK((CloseServiceHandle(service) && CloseServiceHandle(manager)));
 }
 
 TEST_CASE("the spellings of a driver's image path") {
@@ -116,4 +74,46 @@ TEST_CASE("the spellings of a driver's image path") {
     services.Add(u"d", config);
     CHECK(ToUtf8(services.DriverImagePath(u"d")) == meant);
   }
+}
+
+TEST_CASE("drivers load by start type, then group, then name") {
+  const auto machine = MakeMachine();
+  machine->registry.SetValue(u"System\\CurrentControlSet\\Control\\ServiceGroupOrder", u"List",
+                             winsim::RegistryValue::Strings({u"Boot Bus Extender", u"System Bus Extender"}));
+  constexpr const char16_t* Boot = u"Boot Bus Extender";
+  const std::tuple<const char16_t*, std::uint32_t, const char16_t*> drivers[] = {
+      {u"a0", 0, u""},  {u"b0", 0, u"system bus extender"},
+      {u"c0", 0, Boot}, {u"e0", 0, u"Unlisted"},
+      {u"d0", 0, Boot}, {u"h3", 3, u"Unlisted"},
+      {u"f2", 2, Boot}, {u"g1", 1, u"Unlisted"}};
+  for (const auto& [name, start, group] : drivers) {
+    winsim::ServiceConfig config;
+    config.type = winsim::ServiceConfig::KernelDriver;
+    config.start = start;
+    config.group = group;
+    machine->services.Add(name, config);
+  }
+  std::string order;
+  for (const std::u16string& name : machine->services.DriversInLoadOrder()) {
+    order += winsim::ToUtf8(name) + " ";
+  }
+  CHECK(order == "c0 d0 b0 a0 e0 g1 f2 ");
+}
+
+TEST_CASE("a driver that is told to stop leaves its open devices behind") {
+  const std::u16string image = u"C:\\Windows\\system32\\drivers\\kvenv01.sys";
+  MachineSession session;
+  winsim::Devices& devices = session.Machine().devices;
+  const auto open = [](const wchar_t* name) {
+    return CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  };
+  CHECK(devices.Load(u"kvenv01", image) == ERROR_FILE_NOT_FOUND);
+  session.Machine().files.WriteFile(image, "image");
+  REQUIRE(devices.Load(u"kvenv01", image) == 0);
+  const HANDLE device = open(L"\\\\.\\KVENV01I");
+  CHECK(devices.Stop(u"kvenv01") == winsim::Devices::StopResult::pending);
+  CHECK(FailureOf(INVALID_HANDLE_VALUE, [&] { return open(L"\\\\.\\kvenv01"); }) == ERROR_FILE_NOT_FOUND);
+  CHECK(devices.IsLoaded(u"kvenv01"));
+  CHECK(CloseHandle(device) == TRUE);
+  CHECK_FALSE(devices.IsLoaded(u"kvenv01"));
 }
