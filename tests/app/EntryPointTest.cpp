@@ -11,26 +11,15 @@ using winsim::Settings;
 
 namespace {
 
-// What a run of the program came to.
-struct Outcome {
-  std::uint32_t exitCode = 0;
-  unsigned int boxes = 0;
-  // Whether it turned to the service control manager.
-  bool connects = false;
-  bool operator==(const Outcome&) const = default;
+// What a run of the program comes to, see `Run`.
+const std::string Failed = "-1";
+const std::string Expired = "0";
+const std::string Shows = "1, shows its box";
+const std::string ShowsAfterConnecting = "1, turns to the service manager, shows its box";
 
-  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
-    return out << "exit code " << outcome.exitCode << ", " << outcome.boxes << " message boxes"
-               << (outcome.connects ? ", as a service" : "");
-  }
-};
-
-constexpr std::uint32_t Failed = 0xFFFFFFFF;
-constexpr Outcome Shows = {1, 1, false};
-constexpr Outcome ShowsAfterConnecting = {1, 1, true};
-
-// Runs the program as a process of the machine, outside the service control manager.
-Outcome Run(winsim::Machine& machine, std::string_view commandLine) {
+// Runs the program as a process of the machine, outside the service control manager, and tells its exit code
+// and what it did.
+std::string Run(winsim::Machine& machine, std::string_view commandLine) {
   machine.messageBoxes.clear();
   machine.gate.StartTrace();
   const auto process = machine.StartProgram(Main::RunProcess, winsim::FromUtf8(commandLine));
@@ -43,8 +32,13 @@ Outcome Run(winsim::Machine& machine, std::string_view commandLine) {
   // The system layer was shut down.
   CHECK(process->modules.Describe() == Lines{});
   CHECK(machine.leakedHandles == Lines{});
-  return {process->ExitCode().value(), static_cast<unsigned int>(machine.messageBoxes.size()),
-          !machine.gate.TraceLines("StartServiceCtrlDispatcherW").empty()};
+  std::string outcome = std::to_string(static_cast<int>(process->ExitCode().value()));
+  if (!machine.gate.TraceLines("StartServiceCtrlDispatcherW").empty())
+    outcome += ", turns to the service manager";
+  for (std::size_t box = 0; box < machine.messageBoxes.size(); ++box) {
+    outcome += ", shows its box";
+  }
+  return outcome;
 }
 
 }  // namespace
@@ -52,19 +46,18 @@ Outcome Run(winsim::Machine& machine, std::string_view commandLine) {
 TEST_CASE("the command line chooses the mode") {
   const auto machine = MakeMachine();
   InstallDriver(*machine, u"kvenv01a");
-  constexpr Outcome expired = {0, 0, false};
   const struct {
     const char* commandLine;
-    Outcome expected;
+    const std::string& expected;
   } cases[] = {
       {"", Shows},
       {"kvdel01.exe", Shows},
       {"kvdel01.exe help", Shows},
       {"can-remove-now", Shows},
-      {"kvdel01.exe can-remove-now", expired},
-      {"kvdel01.exe CAN-Remove-NOW", expired},
-      {"kvdel01.exe  \t can-remove-now\t ", expired},
-      {"\"C:\\Program Files\\kvdel01.exe\" can-remove-now", expired},
+      {"kvdel01.exe can-remove-now", Expired},
+      {"kvdel01.exe CAN-Remove-NOW", Expired},
+      {"kvdel01.exe  \t can-remove-now\t ", Expired},
+      {"\"C:\\Program Files\\kvdel01.exe\" can-remove-now", Expired},
       {"kvdel01.exe can-remove-now x", Shows},
       {"kvdel01.exe x can-remove-now", Shows},
       {"kvdel01.exe \"can-remove-now\"", Shows},
@@ -90,14 +83,14 @@ TEST_CASE("without a version of Windows nothing runs, and the next process start
   settings.missingFunctions = {"RtlGetNtVersionNumbers"};
   const auto machine = MakeMachine(settings);
   machine->gate.FailFunction("RtlGetVersion", 0xC0000001);
-  CHECK(Run(*machine, "kvdel01.exe") == Outcome{Failed, 0, false});
+  CHECK(Run(*machine, "kvdel01.exe") == Failed);
   CHECK(Run(*machine, "kvdel01.exe") == Shows);
 }
 
 TEST_CASE("a failing service host ends the process, whoever started it") {
   const auto machine = MakeMachine();
   machine->gate.FailFunction("StartServiceCtrlDispatcherW", 5);
-  CHECK(Run(*machine, "kvdel01.exe svc") == Outcome{Failed, 0, true});
+  CHECK(Run(*machine, "kvdel01.exe svc") == "-1, turns to the service manager");
   CHECK(Run(*machine, "kvdel01.exe svc") == ShowsAfterConnecting);
 }
 
@@ -106,7 +99,7 @@ TEST_CASE(
   const auto machine = MakeMachine(Settings::Windows98());
   CHECK(Run(*machine, "kvdel01.exe svc") == Shows);
   CHECK(machine->gate.TraceLines("MessageBoxA").size() == 1);
-  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Outcome{0, 0, false});
+  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Expired);
   InstallDriver(*machine, u"kvvol02");
-  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Outcome{Failed, 0, false});
+  CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Failed);
 }

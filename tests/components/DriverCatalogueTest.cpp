@@ -37,22 +37,21 @@ struct Driver {
   std::string group;
   std::uint32_t stateCode;
   bool starts;
-  bool stops;
   LPtrRef<BaseLegacyDriver> (*build)(Container container, Client client);
 };
 
 const Driver Drivers[] = {
     {"kvlnk03", "Korvane Protection Synchronization Driver (version 3.x)", "System Bus Extender", 0x92012400,
-     false, false, Build<kvlnk03sys::Manager, kvlnk03sys::LifeTime, 0>},
+     false, Build<kvlnk03sys::Manager, kvlnk03sys::LifeTime, 0>},
     {"kvlnk04", "Korvane Protection Synchronization Driver (version 4.x)", "Boot Bus Extender", 0x92012400,
-     false, false, Build<WinNT::kvlnk04::Manager, WinNT::kvlnk04::LifeTime, 0>},
-    {"kvvol02", "Korvane Protection VFS Driver (version 2.x)", "", 0x89082400, true, false,
+     false, Build<WinNT::kvlnk04::Manager, WinNT::kvlnk04::LifeTime, 0>},
+    {"kvvol02", "Korvane Protection VFS Driver (version 2.x)", "", 0x89082400, true,
      Build<kvvol02sys::Manager, kvvol02sys::LifeTime>},
-    {"kvaux02", "Korvane Protection Helper Driver (version 2.x)", "", 0x90012400, true, false,
+    {"kvaux02", "Korvane Protection Helper Driver (version 2.x)", "", 0x90012400, true,
      Build<kvaux02sys::Manager, kvaux02sys::LifeTime>},
-    {"kvenv01", "Korvane Protection Environment Driver (version 1.x)", "", 0x91012400, true, true,
+    {"kvenv01", "Korvane Protection Environment Driver (version 1.x)", "", 0x91012400, true,
      Build<kvenv01sys::Manager, kvenv01sys::LifeTime>},
-    {"kvenv01a", "Korvane Protection Environment Driver (version 1.x.a)", "", 0x91012400, true, true,
+    {"kvenv01a", "Korvane Protection Environment Driver (version 1.x.a)", "", 0x91012400, true,
      Build<WinNT::kvenv01a::Manager, WinNT::kvenv01a::LifeTime>},
 };
 
@@ -76,12 +75,6 @@ struct DriverSession : SystemSession {
 
   // As a start of the system does it.
   void Load() { REQUIRE(machine.devices.Load(name, ImagePath(machine, name)) == 0); }
-  // The calls of `operation`, whose answer is `expected`.
-  Lines CallsOf(unsigned int (BaseLegacyDriver::*operation)(), bool expected) {
-    machine.gate.StartTrace();
-    CHECK(((*manager).*operation)() == static_cast<unsigned int>(expected));
-    return Trace();
-  }
 };
 
 // What the installation of a driver adds to a machine.
@@ -140,6 +133,7 @@ TEST_CASE("an installed driver has its image, entry, log source and claim, and n
     CHECK(Changes(before, Snapshot(session.machine)) == InstallationOf(driver));
     CHECK(session.machine.files.Read(ImagePath(session.machine, session.name)) == session.container->body);
     CHECK(session.machine.devices.IsLoaded(session.name) == driver.starts);
+    CHECK(session.Trace("StartServiceW").size() == driver.starts);
   }
 }
 
@@ -152,8 +146,9 @@ TEST_CASE("a loaded driver is asked for its state at its interface device and co
     CHECK(session.manager->IsActiveUpToDate() == 0);
     session.machine.files.WriteFile(ImagePath(session.machine, session.name), "MZ");
     session.Load();
-    CHECK(session.CallsOf(&BaseLegacyDriver::IsActive, true).front() ==
-          "CreateFileW(\"\\\\.\\" + driver.name + "i\", 0x80000000, 7, 3, 0)");
+    session.machine.gate.StartTrace();
+    CHECK(session.manager->IsActive() == 1);
+    CHECK(session.Trace().front() == "CreateFileW(\"\\\\.\\" + driver.name + "i\", 0x80000000, 7, 3, 0)");
     CHECK(session.behaviour.requests.empty());
 
     session.behaviour.replies[driver.stateCode].bytes = {1, 0, 0, 0, 2, 0, 0, 0, 0, 0,
@@ -165,29 +160,8 @@ TEST_CASE("a loaded driver is asked for its state at its interface device and co
     CHECK(isAsExpected() == 1);
     expected.buildType = buildDebug;
     CHECK(isAsExpected() == 0);
-    expected.buildType = buildUnknown;
-    expected.version = MajorMinorVersion(1, 3);
-    CHECK(isAsExpected() == 0);
-    expected.version = UnspecifiedVersion;
-    expected.osVersion = MajorMinorVersion(6, 2);
-    CHECK(isAsExpected() == 0);
     const winsim::DeviceRequest request = {session.name + u"i", driver.stateCode, {}};
-    CHECK(session.behaviour.requests == std::vector(4, request));
-  }
-}
-
-TEST_CASE("only drivers that the service control manager can load and unload are asked to") {
-  for (const Driver& driver : Drivers) {
-    CAPTURE(driver.name);
-    DriverSession session(driver);
-    InstallDriver(session.machine, session.name);
-    const Lines startCalls = session.CallsOf(&BaseLegacyDriver::Start, driver.starts);
-    CHECK(session.machine.devices.IsLoaded(session.name) == driver.starts);
-    CHECK(startCalls.empty() == !driver.starts);
-    if (!driver.starts) session.Load();
-    const Lines stopCalls = session.CallsOf(&BaseLegacyDriver::Stop, driver.stops);
-    CHECK(session.machine.devices.IsLoaded(session.name) == !driver.stops);
-    CHECK(stopCalls.empty() == !driver.stops);
+    CHECK(session.behaviour.requests == std::vector(2, request));
   }
 }
 
@@ -239,35 +213,6 @@ TEST_CASE("a client that may not write the record is attached and detached by th
       requests.emplace_back(request.device, request.code);
     }
     CHECK(requests == std::vector(2, std::pair(session.name + u"i", std::uint32_t{0})));
-  }
-}
-
-TEST_CASE(
-    "an unclaimed driver goes at once; a loaded one with the restart, or not at all while it is in use") {
-  using Stop = winsim::DriverBehaviour::Stop;
-  for (const Driver& driver : Drivers) {
-    CAPTURE(driver.name);
-    DriverSession session(driver);
-    const auto manager = driver.build(LMakeRef<NullPeModuleContainer>(), {});
-    const Lines bare = Snapshot(session.machine);
-    CHECK(manager->Purge(1) == BaseObject::purgeNotInstalled);
-    InstallDriver(session.machine, session.name);
-    CHECK(manager->Purge(1) == BaseObject::purgeDone);
-    CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
-
-    InstallDriver(session.machine, session.name);
-    const Lines installed = Snapshot(session.machine);
-    session.Load();
-    session.machine.gate.StartTrace();
-    session.behaviour.stop = Stop::staysPending;
-    if (driver.stops) {
-      CHECK_THROWS_AS(manager->Purge(1), BaseObject::UsageConflictException);
-      CHECK(Changes(installed, Snapshot(session.machine)) == Lines{});
-    } else {
-      CHECK(manager->Purge(1) == BaseObject::purgeDoneReboot);
-      CHECK(session.machine.services.IsMarked(session.name));
-    }
-    CHECK(session.Trace("ControlService").size() == driver.stops);
   }
 }
 

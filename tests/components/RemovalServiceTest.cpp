@@ -8,10 +8,7 @@
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
-#include "support/Threads.h"
-#include "system/Platform.h"
 #include "system/Thrown.h"
-#include "system/WindowsApi.h"
 
 using namespace DriverManagement;
 using Gen4::WinNT::kvdel01::Manager;
@@ -55,26 +52,6 @@ struct ServiceSession : SystemSession {
   }
 };
 
-// What a service is that does `work` on its own thread, between reporting that it runs and that it stopped.
-void (*g_work)() = nullptr;
-
-void WINAPI ServiceMain(DWORD, LPWSTR*) {
-  const SERVICE_STATUS_HANDLE handle = RegisterServiceCtrlHandlerW(L"kvdel01", [](DWORD) {});
-  SERVICE_STATUS status = {};
-  status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-  status.dwCurrentState = SERVICE_RUNNING;
-  SetServiceStatus(handle, &status);
-  g_work();
-  status.dwCurrentState = SERVICE_STOPPED;
-  SetServiceStatus(handle, &status);
-}
-
-int HostService() {
-  wchar_t name[] = L"kvdel01";
-  const SERVICE_TABLE_ENTRYW table[] = {{name, ServiceMain}, {nullptr, nullptr}};
-  return StartServiceCtrlDispatcherW(table) ? 0 : 1;
-}
-
 }  // namespace
 
 TEST_CASE("the installed component has its executable, entry and log source, and nothing else is touched") {
@@ -100,22 +77,15 @@ TEST_CASE("the installed component has its executable, entry and log source, and
   CHECK(session.machine.files.Read(u"C:\\Windows\\system32\\kvdel01.exe") == container->body);
 }
 
-TEST_CASE("what is installed counts, whether the service runs does not") {
+TEST_CASE("what is installed counts as active, up to date or not") {
   ServiceSession session;
   Manager manager(LMakeRef<TestContainer>());
-  manager.Install(0);
   const auto answers = [&] {
     return std::vector{manager.IsActive(), manager.IsActiveMeet(), manager.IsInstalled(),
                        manager.IsInstalledUpToDate()};
   };
-  g_work = [] { Pause(1000); };
-  session.machine.programs[u"kvdel01.exe"] = HostService;
-  REQUIRE(session.machine.services.Launch(u"kvdel01") == 0);
-  Pause(500);
-  REQUIRE(session.machine.services.Status(u"kvdel01").state == SERVICE_RUNNING);
-  CHECK(answers() == std::vector{0u, 1u, 1u, 1u});
-  Pause(1000);
-  REQUIRE(session.machine.services.Status(u"kvdel01").state == SERVICE_STOPPED);
+  CHECK(answers() == std::vector{0u, 0u, 0u, 0u});
+  manager.Install(0);
   CHECK(answers() == std::vector{0u, 1u, 1u, 1u});
   session.machine.files.Remove(u"C:\\Windows\\system32\\kvdel01.exe");
   CHECK(answers() == std::vector{0u, 1u, 1u, 0u});
@@ -189,36 +159,6 @@ TEST_CASE("a component that is still needed is not touched, one that is not goes
   session.EndWith(0);
   CHECK(session.manager->Uninstall(1) == BaseObject::uninstallDone);
   CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
-}
-
-TEST_CASE("the running service removes itself without stopping itself, and its file goes with the restart") {
-  const auto machine = MakeMachine();
-  InstallWindowsKeys(*machine);
-  const Lines bare = Snapshot(*machine);
-  InstallRemovalService(*machine);
-  static BaseObject::PurgeResult result;
-  static bool marked;
-  g_work = [] {
-    result = LMakeRef<SelfManager>(LMakeRef<NullPeModuleContainer>())->Purge(1);
-    marked = winsim::Thread::Current().GetMachine().services.IsMarked(u"kvdel01");
-  };
-  machine->programs[u"kvdel01.exe"] = [] {
-    LCommon::System::InitializeSystem(1);
-    const int exitCode = HostService();
-    LCommon::System::UninitializeSystem();
-    return exitCode;
-  };
-  machine->gate.StartTrace();
-  machine->Start();
-  CHECK(result == BaseObject::purgeDoneReboot);
-  CHECK(marked);
-  CHECK(machine->gate.TraceLines("ControlService") == Lines{});
-  CHECK(machine->gate.TraceLines("CreateProcessW") == Lines{});
-  CHECK_FALSE(machine->services.Exists(u"kvdel01"));
-  CHECK(machine->files.Exists(u"C:\\Windows\\system32\\kvdel01.exe"));
-  machine->TurnOff();
-  machine->Start();
-  CHECK(Changes(bare, Snapshot(*machine)) == Lines{});
 }
 
 TEST_CASE("the service itself asks the drivers in order, up to the first that has not expired") {

@@ -64,7 +64,7 @@ TEST_CASE("names that lead to no file, to files and to folders") {
       {"missing folder", InWindows(L"kvnone\\f"), "3", "3", "3"},
       {"below a file", t.file + L"\\f", "3", "3", "267"},
       {"pattern", InWindows(L"kvconf?.*x"), "123", "123", "2"},
-      {"empty name", L"", "3", "3", "3"},
+      {"empty name", {}, "3", "3", "3"},
   };
   for (const auto& row : rows) {
     Given(row.what);

@@ -62,6 +62,22 @@ Lines StartWithFault(const Fault& fault, std::uint64_t call, std::uint64_t& inte
   return machine.SinceBare();
 }
 
+/// Checks with `checkLeft` what is left after every fault at every call.
+template <class SetUp, class AfterFault, class CheckLeft>
+void CheckEveryFault(SetUp setUp, AfterFault afterFault, CheckLeft checkLeft) {
+  const std::uint64_t calls = CallsOfFirstStart(setUp);
+  REQUIRE(calls > 100);
+  for (const Fault& fault : Faults) {
+    std::uint64_t interventions = 0;
+    for (std::uint64_t call = 1; call <= calls; ++call) {
+      CAPTURE(fault.name);
+      CAPTURE(call);
+      checkLeft(StartWithFault(fault, call, interventions, setUp, afterFault));
+    }
+    CHECK(interventions >= calls * 9 / 10);  // a few calls cannot fail
+  }
+}
+
 }  // namespace
 
 TEST_CASE("no failure and no power loss harms a claimed driver or keeps the others for good") {
@@ -75,40 +91,19 @@ TEST_CASE("no failure and no power loss harms a claimed driver or keeps the othe
   reference.Restart();
   const Lines expected = reference.SinceBare();
   REQUIRE(expected.size() > whole.size());  // the driver and the service
-
-  const std::uint64_t calls = CallsOfFirstStart(claimed);
-  REQUIRE(calls > 100);
-  for (const Fault& fault : Faults) {
-    std::uint64_t interventions = 0;
-    for (std::uint64_t call = 1; call <= calls; ++call) {
-      CAPTURE(fault.name);
-      CAPTURE(call);
-      const Lines left = StartWithFault(fault, call, interventions, claimed, [&](FewDrivers& machine) {
-        CHECK(About(Snapshot(*machine), "kvlnk03") == whole);
-      });
-      CHECK(left == expected);
-    }
-    CHECK(interventions >= calls * 9 / 10);  // a few calls cannot fail
-  }
+  CheckEveryFault(
+      claimed, [&](FewDrivers& machine) { CHECK(About(Snapshot(*machine), "kvlnk03") == whole); },
+      [&](const Lines& left) { CHECK(left == expected); });
 }
 
 TEST_CASE(
     "a failure on the way to the clean machine leaves device nodes and the service's own file at most") {
-  const auto unclaimed = [](FewDrivers&) {};
-  const std::uint64_t calls = CallsOfFirstStart(unclaimed);
-  for (const Fault& fault : Faults) {
-    std::uint64_t interventions = 0;
-    for (std::uint64_t call = 1; call <= calls; ++call) {
-      CAPTURE(fault.name);
-      CAPTURE(call);
-      Lines left = StartWithFault(fault, call, interventions, unclaimed, [](FewDrivers&) {});
-      // A device node that cannot be removed stops nobody, and once the service's entry has gone nobody
-      // starts it again: what fails then stays undone.
-      std::erase_if(left,
-                    [](const std::string& line) { return line.find("\\ROOT\\LEGACY_KV") != line.npos; });
-      std::erase(left, R"(+ C:\Windows\system32\kvdel01.exe)");
-      CHECK(left == Lines{});
-    }
-    CHECK(interventions >= calls * 9 / 10);
-  }
+  const auto nothing = [](FewDrivers&) {};
+  CheckEveryFault(nothing, nothing, [](Lines left) {
+    // A device node that cannot be removed stops nobody, and once the service's entry has gone nobody
+    // starts it again: what fails then stays undone.
+    std::erase_if(left, [](const std::string& line) { return line.find("\\ROOT\\LEGACY_KV") != line.npos; });
+    std::erase(left, R"(+ C:\Windows\system32\kvdel01.exe)");
+    CHECK(left == Lines{});
+  });
 }

@@ -1,12 +1,9 @@
 // Whole runs of the program, started by the service manager of simulated machines: what is left, what is
 // gone, and that nothing else has changed.
 
-#include <windows.h>
-
 #include <algorithm>
 
 #include "UnclaimedMachine.h"
-#include "support/Threads.h"
 
 using winsim::Settings;
 
@@ -48,7 +45,10 @@ TEST_CASE("two starts take unclaimed drivers and the service away and change not
   for (const auto& windows : cases) {
     CAPTURE(windows.name);
     UnclaimedMachine machine(windows.settings);
+    machine->gate.StartTrace();
     machine->Start();
+    CHECK(CallsOf(*machine, {"ControlService"}) ==
+          Lines{"ControlService(service kvenv01a, 1)", "ControlService(service kvenv01, 1)"});
     CHECK(ExistingServices(*machine) ==
           Lines{"Eventlog", "kvaux02 (marked)", "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
     machine.Restart();
@@ -89,10 +89,11 @@ TEST_CASE(
   }
   machine->gate.StartTrace();
   machine->Start();
-  const Lines calls = CallsOf(
-      *machine, {"CreateMutexW", "WaitForMultipleObjectsEx", "ReleaseMutex", "Wow64DisableWow64FsRedirection",
-                 "Wow64RevertWow64FsRedirection", "ControlService", "DeleteService", "RegDeleteKeyW",
-                 "DeleteFileW", "MoveFileExW", "SetupDiCallClassInstaller", "SetServiceStatus"});
+  const Lines calls =
+      CallsOf(*machine, {"CreateMutexW", "WaitForMultipleObjectsEx", "ReleaseMutex",
+                         "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection", "ControlService",
+                         "CreateProcessW", "DeleteService", "RegDeleteKeyW", "DeleteFileW", "MoveFileExW",
+                         "SetupDiCallClassInstaller", "SetServiceStatus"});
   CHECK(calls ==
         Lines{
             "SetServiceStatus(4)",
@@ -114,31 +115,6 @@ TEST_CASE(
         });
 }
 
-TEST_CASE(
-    "the pass waits for another program's installation, also for one that dies, and works on what it left") {
-  for (const bool dies : {false, true}) {
-    CAPTURE(dies);
-    UnclaimedMachine machine;
-    machine->Start(winsim::Machine::AutoStart::skip);
-    const Lines before = Snapshot(*machine);
-    {
-      const winsim::ThreadScope installer(machine->NewProcess(u"installer.exe"));
-      const HANDLE lock = CreateMutexW(nullptr, FALSE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
-      WaitForSingleObject(lock, INFINITE);
-      REQUIRE(machine->services.Launch(u"kvdel01") == 0);
-      Pause(5000);
-      CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4});
-      CHECK(Snapshot(*machine) == before);
-      ClaimByTime(*machine, u"kvenv01", u"client", machine->clock.Now());
-      if (!dies) ReleaseMutex(lock);
-    }
-    machine->AwaitIdle();
-    CHECK(ExistingServices(*machine) == Lines{"Eventlog", "kvaux02 (marked)", "kvdel01", "kvenv01",
-                                              "kvlnk03 (marked)", "kvlnk04 (marked)", "kvvol02 (marked)"});
-    CHECK(machine->services.ReportedStates(u"kvdel01") == std::vector<std::uint32_t>{4, 1});
-  }
-}
-
 TEST_CASE("a claim costs the calls that its examination and deletion need, and no other") {
   const auto callsFor = [](int lapsed, int alive) {
     UnclaimedMachine machine;
@@ -156,32 +132,4 @@ TEST_CASE("a claim costs the calls that its examination and deletion need, and n
   CHECK(callsFor(1, 0) - base == 13);
   CHECK(callsFor(9, 0) - base == 9 * 13);
   CHECK(callsFor(0, 9) - base == 9 * 8);  // its name is listed once more when the service asks all drivers
-
-  UnclaimedMachine machine;
-  ClaimByTime(*machine, u"kvvol02", u"one", machine->clock.Now() - 30 * Day);
-  machine->gate.StartTrace();
-  machine->Start();
-  Lines record;
-  for (const winsim::TraceEntry& entry : machine->gate.TakeTrace()) {
-    std::string line = entry.Line();
-    if (const auto at = line.find(R"(HKLM\System\CurrentControlSet\Services\kvvol02)"); at != line.npos) {
-      record.push_back(line.erase(at, std::string_view(R"(HKLM\System\CurrentControlSet\Services\)").size()));
-    }
-  }
-  CHECK(record ==
-        Lines{R"(RegOpenKeyExW(kvvol02, "LifeTime", 0x20019))", R"(RegEnumKeyExW(kvvol02\LifeTime, 0))",
-              R"(RegEnumKeyExW(kvvol02\LifeTime, 1) = 259)",
-              R"(RegOpenKeyExW(kvvol02\LifeTime, "one", 0x20019))",
-              R"(RegQueryValueExW(kvvol02\LifeTime\one, "Mode"))",
-              R"(RegQueryValueExW(kvvol02\LifeTime\one, "Time"))", R"(RegCloseKey(kvvol02\LifeTime\one))",
-              R"(RegOpenKeyExW(kvvol02, "LifeTime", 0xF003F))",
-              R"(RegOpenKeyExW(kvvol02\LifeTime, "one", 0xF003F))",
-              R"(RegEnumKeyExW(kvvol02\LifeTime\one, 0) = 259)", R"(RegCloseKey(kvvol02\LifeTime\one))",
-              R"(RegDeleteKeyW(kvvol02\LifeTime, "one"))", R"(RegCloseKey(kvvol02\LifeTime))",
-              R"(RegQueryValueExW(kvvol02\LifeTime, "Auto"))", R"(RegCloseKey(kvvol02\LifeTime))",
-              R"(RegCloseKey(kvvol02))",
-              // and once more, when the service asks all drivers
-              R"(RegOpenKeyExW(kvvol02, "LifeTime", 0x20019))",
-              R"(RegQueryValueExW(kvvol02\LifeTime, "Auto"))", R"(RegEnumKeyExW(kvvol02\LifeTime, 0) = 259)",
-              R"(RegCloseKey(kvvol02\LifeTime))", R"(RegCloseKey(kvvol02))"});
 }
