@@ -49,7 +49,7 @@ def claimed_by_file(lab: Lab) -> None:
 def lapses_between_starts(lab: Lab) -> None:
     lab.install()
     demand(lab.wine.lab("attach", "kvvol02", "remote", ELSEWHERE), "attached", "attach")
-    lapse = time.time() + 20
+    lapse = time.time() + 30
     made = int((lapse - 30 * 24 * 3600 + 11_644_473_600) * 10_000_000)  # 100 ns since 1601
     lab.wine.set_value(f"{CURRENT}\\Services\\kvvol02\\LifeTime\\remote", "Time", "BINARY", struct.pack("<Q", made).hex())
     lab.adopt()
