@@ -36,4 +36,6 @@ inline constexpr Difference Differences[] = {
     {"devices: Control(file)", "FALSE 50", "file systems take such codes for volumes alone"},
     {"file of three bytes: Viewed(mapping, FILE_MAP_READ, 0x10000, 1)", "87", "a view that does not fit: 5"},
     {"view of a closed mapping: DeleteFileW(path)", "TRUE", "mapped files stay: STATUS_CANNOT_DELETE"},
+    {"a window that is none: static_cast<DWORD>(MessageBoxW(none, L\"text\", L\"caption\", MB_OK))",
+     "4294967295", "Wine has no dialogs at all without a display"},
 };

@@ -63,6 +63,9 @@ TEST_CASE("paths, volumes, drives, environment, directories, times and libraries
   FACT("125963064590000000", FileTime(2000, 2, 29, 14, 59));
   FACT("FALSE 87", FileTime(2001, 2, 29));
   FACT("FALSE 87", FileTime(2001, 13, 1));
+  Given("a window that is none");
+  const HWND none = reinterpret_cast<HWND>(ULONG_PTR{0x7FFE});
+  LENGTH_FACT("0, 1400", static_cast<DWORD>(MessageBoxW(none, L"text", L"caption", MB_OK)));
   Given("missing libraries and functions");
   const HMODULE kernel = GetModuleHandleW(L"KERNEL32");
   BOOL_FACT("FALSE 126", GetModuleHandleW(L"kvnone.dll") != nullptr);
