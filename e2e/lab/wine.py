@@ -1,6 +1,7 @@
 """A machine of Wine: one prefix with its own wineserver."""
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import time
@@ -99,6 +100,11 @@ class WineMachine:
         process.stdin.close()
         self.spawned.remove(process)
         return process.wait(PATIENCE)
+
+    def crashed(self) -> set[str]:
+        """The programs that Wine's debugger was started for."""
+        text = pathlib.Path(self.log.name).read_text(encoding="utf-8", errors="replace")
+        return {name.lower() for name in re.findall(r"\(D\) .*\\([^\\\s]+)", text)}
 
     def marked(self) -> list[str]:
         """The services of the lab that are marked for deletion."""
