@@ -127,7 +127,8 @@ namespace DriverManagement::ProjectSpecific {
 
 /// Adds the six driver managers, in the catalogue's order, as removal needs them: without images to install
 /// and without a claim of this program's own. They are of the classes that the families share, because
-/// removal opens no device and checks no signature: so a program that only removes carries no code for that.
+/// removal opens no main device and checks no signature: so a program that only removes carries no code for
+/// that.
 void AddDriverManagers(BaseComplexObject& drivers);
 
 }  // namespace DriverManagement::ProjectSpecific
