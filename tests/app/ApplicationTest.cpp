@@ -3,9 +3,9 @@
 #include <doctest/doctest.h>
 
 #include "app/Service.h"
-#include "support/FailedCondition.h"
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 
 using Main::Application;
 using Main::Service;
@@ -15,7 +15,7 @@ namespace {
 // The condition that `operation` reports as broken, and where.
 std::string Report(void (*operation)()) {
   std::string function = "nowhere";
-  const std::string condition = FailedCondition([&] {
+  const std::string condition = Thrown([&] {
     try {
       operation();
     } catch (const LBaseException& exception) {

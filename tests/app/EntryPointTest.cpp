@@ -99,6 +99,9 @@ TEST_CASE(
   const auto machine = MakeMachine(Settings::Windows98());
   CHECK(Run(*machine, "kvdel01.exe svc") == Shows);
   CHECK(machine->gate.TraceLines("MessageBoxA").size() == 1);
+  machine->gate.FailFunction("WideCharToMultiByte", ERROR_NO_UNICODE_TRANSLATION);
+  CHECK(Run(*machine, "kvdel01.exe") == Failed);
+  CHECK(Run(*machine, "kvdel01.exe") == Shows);
   CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Expired);
   InstallDriver(*machine, u"kvvol02");
   CHECK(Run(*machine, "kvdel01.exe can-remove-now") == Failed);

@@ -4,12 +4,11 @@
 
 #include "app/EntryPoint.h"
 #include "app/Service.h"
-#include "support/FailedCondition.h"
 #include "support/Lines.h"
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
 #include "support/Threads.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 using Main::Service;
 using winsim::ServiceStatus;
@@ -122,7 +121,7 @@ TEST_CASE("what keeps the host from the service manager is told, and no instance
   for (const auto& item : cases) {
     if (item.planned != 0) session.Machine().gate.FailFunction("StartServiceCtrlDispatcherW", item.planned);
     CHECK(Thrown([] { Service::Run(); }) == item.thrown);
-    CHECK(FailedCondition([] { Service::Instance(); }) == "g_instance != 0");
+    CHECK(Thrown([] { Service::Instance(); }) == "g_instance != 0");
   }
   try {
     Service::Run();

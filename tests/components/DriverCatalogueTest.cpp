@@ -3,14 +3,15 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "support/ImageSigner.h"
 #include "support/Lines.h"
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
+#include "support/Throws.h"
 #include "system/File.h"
-#include "system/Thrown.h"
 
 using namespace DriverManagement;
 using namespace DriverManagement::Gen4;
@@ -57,8 +58,9 @@ const Driver Drivers[] = {
 
 // A machine for one driver, as an installer with the driver's image sees it.
 struct DriverSession : SystemSession {
-  explicit DriverSession(const Driver& tested)
-      : driver(tested),
+  explicit DriverSession(const Driver& tested, Settings settings = Settings::Windows10())
+      : SystemSession(std::move(settings)),
+        driver(tested),
         name(winsim::FromUtf8(driver.name)),
         behaviour(machine.devices.Behaviour(name)),
         container(LMakeRef<TestContainer>()),
@@ -108,17 +110,12 @@ Lines InstallationOf(const Driver& driver) {
 std::string Opening(LPtrRef<BaseLegacyDriver> manager) {
   const auto openable = LDynamicCast<BaseOpenable>(manager);
   if (!openable.Valid()) return "cannot be opened";
-  try {
-    return openable->Open()->IsValid() ? "opened" : "nothing";
-  } catch (const BaseObject::IncompatibleOsException& exception) {
-    return std::string("incompatible system: ") + exception.Function();
-  } catch (const BaseObject::UsageConflictException& exception) {
-    return std::string("usage conflict: ") + exception.Function();
-  } catch (const BaseObject::SafeModeDetectedException& exception) {
-    return std::string("safe mode: ") + exception.Function();
-  } catch (const File::Exception& exception) {
-    return ThrownText(typeid(exception), exception.GetWindowsErrorCode());
-  }
+  const auto open = [&] {
+    if (!openable->Open()->IsValid()) throw std::runtime_error("opened nothing");
+  };
+  const std::string thrown = Thrown(open);
+  return thrown.find(" with ") == thrown.npos && thrown != "nothing" ? thrown + " in " + ThrownIn(open)
+                                                                     : thrown;
 }
 
 }  // namespace
@@ -167,21 +164,21 @@ TEST_CASE("a loaded driver is asked for its state at its interface device and co
 
 TEST_CASE("a driver's refusals to be opened are told apart, those that it does not know pass") {
   constexpr std::uint32_t codes[] = {0, 0xE0000001, 0xE0000002, 0xE0000003, 0xE0000004, 5};
-  const auto refusals = [](const std::string& manager, const char* third) {
+  const auto refusals = [](const std::string& manager, bool tellsConflicts) {
     const std::string location =
-        "class LPtrRef<class LCommon::System::Handle> __cdecl DriverManagement::Gen4::" + manager +
+        " in class LPtrRef<class LCommon::System::Handle> __cdecl DriverManagement::Gen4::" + manager +
         "::Manager::Open(void)";
-    return Lines{"opened",
-                 "incompatible system: " + location,
+    return Lines{"nothing",
+                 Exactly<BaseObject::IncompatibleOsException>() + location,
                  Exactly<File::Exception>(0xE0000002),
-                 third != nullptr ? third + location : Exactly<File::Exception>(0xE0000003),
-                 "safe mode: " + location,
+                 tellsConflicts ? Exactly<BaseObject::UsageConflictException>() + location
+                                : Exactly<File::Exception>(0xE0000003),
+                 Exactly<BaseObject::SafeModeDetectedException>() + location,
                  Exactly<File::AccessDeniedException>(5)};
   };
   const Lines none(std::size(codes), "cannot be opened");
-  const Lines expected[] = {
-      none, refusals("WinNT::kvlnk04", nullptr),        none,
-      none, refusals("kvenv01sys", "usage conflict: "), refusals("WinNT::kvenv01a", "usage conflict: ")};
+  const Lines expected[] = {none, refusals("WinNT::kvlnk04", false), none,
+                            none, refusals("kvenv01sys", true),      refusals("WinNT::kvenv01a", true)};
   for (std::size_t index = 0; index < std::size(Drivers); ++index) {
     DriverSession session(Drivers[index]);
     session.machine.files.WriteFile(ImagePath(session.machine, session.name), "MZ");
@@ -282,4 +279,59 @@ TEST_CASE("an image that goes before its signature is read is not up to date; ot
   CHECK(outcome(2) == "0");
   CHECK(outcome(3) == "0");
   CHECK(outcome(32) == Exactly<File::SharingViolationException>(32));
+}
+
+TEST_CASE("the drivers that the removal builds do call by call what those of the named families do") {
+  struct Family : BaseIndependedComplexObject {
+    LPtrRef<BaseLegacyDriver> At(unsigned int index) {
+      return LDynamicCast<BaseLegacyDriver>(m_objects[index]);
+    }
+  };
+  using Stop = winsim::DriverBehaviour::Stop;
+  using Operation = unsigned int (*)(BaseLegacyDriver&);
+  constexpr Operation operations[] = {
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.IsInstalled(); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.IsExpired(); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.IsActive(); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.Purge(1); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.Start(); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.Stop(); },
+      [](BaseLegacyDriver& driver) -> unsigned int { return driver.Uninstall(1); }};
+  // What a driver does on a machine of its own.
+  const auto calls = [&](const Settings& settings, Stop stop, bool claimed, std::uint32_t openError,
+                         bool named, unsigned int index) {
+    DriverSession session(Drivers[index], settings);
+    InstallDriver(session.machine, session.name);
+    if (claimed) ClaimByTime(session.machine, session.name, u"client", session.machine.clock.Now());
+    session.Load();
+    session.behaviour.stop = stop;
+    session.behaviour.openErrors[session.name + u"i"] = openError;
+    Family family;
+    if (!named) ProjectSpecific::AddDriverManagers(family);
+    for (const Driver& driver : Drivers) {
+      if (named) family.Add(driver.build(LMakeRef<NullPeModuleContainer>(), {}));
+    }
+    session.machine.gate.StartTrace();
+    Lines lines;
+    for (const Operation operation : operations) {
+      unsigned int result = 99;
+      const std::string thrown = Thrown([&] { result = operation(*family.At(index)); });
+      lines.push_back(thrown + std::to_string(result));
+    }
+    for (const std::string& call : session.Trace())
+      lines.push_back(call);
+    return lines;
+  };
+  for (const Settings& settings :
+       {Settings::Windows10(), Settings::Windows10Wow64(), Settings::WindowsNt4()}) {
+    for (const auto& [stop, claimed, openError] :
+         {std::tuple(Stop::stops, false, 0u), std::tuple(Stop::refuses, false, 0u),
+          std::tuple(Stop::staysPending, false, 0u), std::tuple(Stop::stops, true, 0u),
+          std::tuple(Stop::stops, false, 5u)}) {
+      for (unsigned int index = 0; index < std::size(Drivers); ++index) {
+        CHECK(calls(settings, stop, claimed, openError, false, index) ==
+              calls(settings, stop, claimed, openError, true, index));
+      }
+    }
+  }
 }

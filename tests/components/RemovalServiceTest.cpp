@@ -8,7 +8,7 @@
 #include "support/ManagedMachine.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 using Gen4::WinNT::kvdel01::Manager;

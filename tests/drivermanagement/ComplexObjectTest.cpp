@@ -6,8 +6,8 @@
 #include <tuple>
 #include <vector>
 
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 
@@ -131,8 +131,8 @@ TEST_CASE("an operation visits every member in its order and combines the result
     }
     const Run ask = run;
     for (const unsigned int foreign : {values, 31u, 32u, ~0u})
-      CHECK(FailedCondition([&] { ask(*Complex({0, foreign, 0})); }) == "Unreachable point");
-    CHECK(FailedCondition([&] { ask(*Complex({})); }) == "m_objects.Length() != 0");
+      CHECK(Thrown([&] { ask(*Complex({0, foreign, 0})); }) == "Unreachable point");
+    CHECK(Thrown([&] { ask(*Complex({})); }) == "m_objects.Length() != 0");
   }
 }
 
@@ -152,9 +152,9 @@ TEST_CASE("a question to a complex object goes on until the answer is known") {
   }
   Complex({0, 1, 0})->Touch();
   CHECK(TakeTrace() == "a:Touch b:Touch c:Touch ");
-  CHECK(FailedCondition([] { Complex({})->IsInstalled(); }) == "m_objects.Length() != 0");
-  CHECK(FailedCondition([] { Complex({})->Touch(); }) == "m_objects.Length() != 0");
-  CHECK(FailedCondition([] { Complex({0})->Update(1); }) == "Unreachable point");
+  CHECK(Thrown([] { Complex({})->IsInstalled(); }) == "m_objects.Length() != 0");
+  CHECK(Thrown([] { Complex({})->Touch(); }) == "m_objects.Length() != 0");
+  CHECK(Thrown([] { Complex({0})->Update(1); }) == "Unreachable point");
 }
 
 TEST_CASE("what a member throws leaves the members behind it untouched") {
@@ -197,6 +197,6 @@ TEST_CASE("an object without claims or anything to run answers for itself") {
   TakeTrace();
   plain(0)->Purge(5);
   CHECK(TakeTrace() == "p:Remove(5) ");
-  CHECK(FailedCondition([&] { plain(5)->Update(0); }) == "Unreachable point");
-  CHECK(FailedCondition([&] { plain(3)->Uninstall(0); }) == "Unreachable point");
+  CHECK(Thrown([&] { plain(5)->Update(0); }) == "Unreachable point");
+  CHECK(Thrown([&] { plain(3)->Uninstall(0); }) == "Unreachable point");
 }

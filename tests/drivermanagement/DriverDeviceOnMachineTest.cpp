@@ -3,8 +3,9 @@
 #include <doctest/doctest.h>
 
 #include "LifeTimeRecord.h"
+#include "drivermanagement/BaseObject.h"
 #include "drivermanagement/DeviceLifeTime.h"
-#include "support/FailedCondition.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 using LCommon::System::File;
@@ -70,8 +71,8 @@ TEST_CASE("a loaded driver's state is compared as far as the driver tells it") {
         Reply({0}), winsim::Bytes(7), winsim::Bytes()}) {
     CHECK(isUpToDate(reply, buildRelease, version, target));
   }
-  for (const auto& reply :
-       {Reply({1, 1, 0, 6, 1}), Reply({1, 2, 1, 6, 1}), Reply({1, 2, 0, 6, 2}), Reply({0, 0})})
+  for (const auto& reply : {Reply({1, 1, 0, 6, 1}), Reply({1, 1, 0, 6, 1, 99}), Reply({1, 2, 1, 6, 1}),
+                            Reply({1, 2, 0, 6, 2}), Reply({0, 0})})
     CHECK_FALSE(isUpToDate(reply, buildRelease, version, target));
   CHECK(isUpToDate(Reply({1, 1, 0, 6, 1}), buildRelease, Any, target));
   CHECK(isUpToDate(Reply({1, 2, 0, 6, 2}), buildRelease, version, Any));
@@ -116,10 +117,8 @@ TEST_CASE("a text too long for the request's size fields is refused and nothing 
   CHECK(request.size() == 16 + 65534);
   CHECK((request[10] == 0xFE && request[11] == 0xFF));
   const LUnicodeString tooLong = longest + L'x';
-  CHECK(FailedCondition([&] { DriverLifeTime(tooLong, RemoteFile).AttachThroughDevice(0); }) ==
-        "byteSize <= 0xFFFF");
-  CHECK(FailedCondition([&] { DriverLifeTime(L"", RemoteFile).AttachThroughDevice(0); }) ==
-        "m_unique.Length() != 0");
+  CHECK(Thrown([&] { DriverLifeTime(tooLong, RemoteFile).AttachThroughDevice(0); }) == "byteSize <= 0xFFFF");
+  CHECK(Thrown([&] { DriverLifeTime(L"", RemoteFile).AttachThroughDevice(0); }) == "m_unique.Length() != 0");
   CHECK(session.behaviour.requests.empty());
 }
 
@@ -145,6 +144,11 @@ TEST_CASE("a client without the right to write hands its request to the driver")
   CHECK_THROWS_AS(client.Attach(1), RegistryKey::AccessDeniedException);
   session.devices.Unload(u"kvtest");
   CHECK_THROWS_AS(client.Detach(), RegistryKey::AccessDeniedException);
+  struct : DriverLifeTime {
+    using DriverLifeTime::DriverLifeTime;
+    void AttachThroughDevice(unsigned int) override { throw BaseObject::UsageConflictException(L_HERE); }
+  } conflicting(L"id", RemoteFile);
+  CHECK_THROWS_AS(conflicting.Attach(1), BaseObject::UsageConflictException);
   registry.DeleteTree(MachineText(ServicePath));
   CHECK_THROWS_AS(client.Attach(1), BaseLifeTime::ObjectNotFoundException);
 }

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "drivermanagement/ActivationResults.h"
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 
@@ -104,11 +104,11 @@ TEST_CASE("installing activates afterwards and removing deactivates before, with
       const auto remove = [&](unsigned int flags) {
         result = DeactivateAndRemove(object, components, flags, here);
       };
-      CHECK(FailedCondition([&] { remove(0); }) == (removed == 3 ? "Unreachable point" : "nothing"));
+      CHECK(Thrown([&] { remove(0); }) == (removed == 3 ? "Unreachable point" : "nothing"));
       if (removed != 3) CHECK(result == removed);
       CHECK(log.Take() == "parts.Remove(0) ");
       const bool known = removed != 3 && deactivated != 3;
-      CHECK(FailedCondition([&] { remove(7); }) == (known ? "nothing" : "Unreachable point"));
+      CHECK(Thrown([&] { remove(7); }) == (known ? "nothing" : "Unreachable point"));
       if (known) CHECK(result == removal[deactivated][removed]);
       if (known) CHECK(log.Take() == "object.Deactivate parts.Remove(7) ");
       log.Take();
@@ -143,5 +143,5 @@ TEST_CASE("a driver starts, restarts and stops what its state calls for") {
   check({1, 0, 1, 0}, BaseObject::activateUpdatedReboot, "Stop ", BaseObject::deactivateDoneReboot);
   check({1, 0, 0, 1}, BaseObject::activateUpdatedReboot, "Stop Start ", BaseObject::deactivateDone);
   check({1, 1, 1, 1}, BaseObject::activateUpToDate, "", BaseObject::deactivateDone);
-  CHECK(FailedCondition([&] { driver.Update(1); }) == "Unreachable point");
+  CHECK(Thrown([&] { driver.Update(1); }) == "Unreachable point");
 }

@@ -13,6 +13,10 @@ TEST_CASE("only the first device node of the service goes, whatever the letter c
   SystemSession session;
   const LegacyDevices devices;
   AddLegacyDevice(L"KVBEFORE", L"0000");
+  LUnicodeString longest;
+  while (longest.Length() < 256)
+    longest.Append(L'x');
+  devices.before->Open(L"0000", KEY_WRITE)->SetStringValue(L"Service", longest);
   AddLegacyDevice(L"KVTEST", L"0000");
   AddLegacyDevice(L"KVTEST", L"0001");
   AddLegacyDevice(L"KVTESTOTHER", L"0000");

@@ -76,7 +76,13 @@ TEST_CASE("a driver is asked to go on its own only by an installation that put i
     session.driver.starts = starts;
     if (present) session.driver.InstallParts();
     CHECK(session.driver.Install(1) == result);
-    CHECK(RegistryText(RecordPath).starts_with(present ? "Auto=0 " : "Auto=1 "));
+    const std::string record = (present ? "Auto=0 client" : "Auto=1 client") + session.claim;
+    CHECK(RegistryText(RecordPath) == record);
+    DeleteKey(LUnicodeString(RecordPath) + L"\\client");
+    CHECK(session.driver.IsInstalledUpToDate() == 0);
+    session.driver.Touch();
+    CHECK(RegistryText(RecordPath) == record);
+    CHECK(session.driver.IsInstalledUpToDate() == 1);
   }
 }
 
@@ -89,11 +95,18 @@ TEST_CASE("uninstalling gives up the client's claim and removes what nobody else
   other.Attach(0);
   CHECK(driver.Uninstall(1) == BaseObject::uninstallStillNeeded);
   CHECK(RegistryText(RecordPath) == "Auto=1 other" + session.claim);
-  CHECK(driver.IsInstalledUpToDate() == 0);
-  driver.Touch();
-  CHECK(driver.IsInstalledUpToDate() == 1);
-  other.Detach();
   CHECK(driver.IsExpired() == 0);
+  other.Detach();
   CHECK(driver.Uninstall(1) == BaseObject::uninstallDone);
   CHECK(driver.IsExpired() == 1);
+}
+
+TEST_CASE("what is left of a driver whose entry has gone is removed, whoever asks for it") {
+  DriverSession session;
+  session.image.Write(std::string("image"));
+  CHECK(session.driver.Uninstall(1) == BaseObject::uninstallDone);
+  session.image.Write(std::string("image"));
+  CHECK(session.driver.Purge(1) == BaseObject::purgeDone);
+  CHECK_FALSE(session.image.Exists());
+  CHECK(session.driver.Uninstall(1) == BaseObject::uninstallNotInstalled);
 }

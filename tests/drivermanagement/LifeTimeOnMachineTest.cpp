@@ -74,5 +74,15 @@ TEST_CASE("who may not write counts a living claim as made, and cannot make a la
   session.Machine().clock.Advance(ThirtyDays);
   CHECK(Client(RemoteFile).IsAttached() + Client(RemoteFile).IsAlreadyAttached() == 0);
   CHECK_THROWS_AS(Client(RemoteFile).Attach(0), RegistryKey::AccessDeniedException);
+  CHECK_NOTHROW(GenericLifeTime(L"kvtest", L"other", L"").Detach());  // nothing to give up
   registry.Deny(MachineText(RecordPath), 0);
+}
+
+TEST_CASE("an entry that is gone when it is looked at counts as lapsed") {
+  RecordSession session;
+  session.SetAuto(1);
+  session.TimeEntry(L"client", TimeBytes(session.Now()));
+  session.Machine().gate.FailFunction("RegOpenKeyExW", 2, 1, 2);  // behind the service's and the record's
+  CHECK(Driver().Purge() == 1);
+  CHECK(session.Record() == "Auto=1");
 }

@@ -3,7 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "LifeTimeRecord.h"
-#include "support/FailedCondition.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 using LCommon::System::RegistryKey;
@@ -164,7 +164,7 @@ TEST_CASE("without service key there is no record, without identity no claim") {
   CHECK_THROWS_AS(client.Purge(), BaseLifeTime::ObjectNotFoundException);
   CHECK(client.IsExpired() == 1);
   CHECK(RegistryText(ServicePath) == "none");
-  CHECK(FailedCondition([] { Driver().IsAttached(); }) == "m_unique.Length() != 0");
-  CHECK(FailedCondition([] { Driver().Detach(); }) == "m_unique.Length() != 0");
-  CHECK(FailedCondition([] { Client(L"").Attach(0); }) == "m_filePathName.Length() != 0");
+  CHECK(Thrown([] { Driver().IsAttached(); }) == "m_unique.Length() != 0");
+  CHECK(Thrown([] { Driver().Detach(); }) == "m_unique.Length() != 0");
+  CHECK(Thrown([] { Client(L"").Attach(0); }) == "m_filePathName.Length() != 0");
 }

@@ -5,10 +5,10 @@
 #include <optional>
 
 #include "drivermanagement/PeTarget.h"
-#include "support/FailedCondition.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
 #include "support/TestFile.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement;
 using LCommon::System::AppendBackslash;
@@ -114,9 +114,9 @@ TEST_CASE(
     CHECK(module.IsInstalledUpToDate() == 0);
   }
   file.Write(BuildImage({}));
-  CHECK(FailedCondition([&] { module.IsInstalledUpToDate(); }) == "Unreachable point");
+  CHECK(Thrown([&] { module.IsInstalledUpToDate(); }) == "Unreachable point");
   BasePeModule without(file.name, nullptr);
-  CHECK(FailedCondition([&] { without.IsInstalledUpToDate(); }) == "container.Valid()");
+  CHECK(Thrown([&] { without.IsInstalledUpToDate(); }) == "container.Valid()");
   CHECK(module.Remove(1) == BaseObject::removeDone);
   CHECK(without.IsInstalledUpToDate() == 0);
 }

@@ -63,6 +63,8 @@ TEST_CASE("a failing search changes nothing and keeps the error") {
   winsim::Machine& machine = session.Machine();
   machine.deviceNodes.AddLegacy(u"before");
   machine.deviceNodes.AddLegacy(u"drv");
+  CHECK(RemoveLegacyDeviceNode(L"none"));
+  CHECK(session.Trace("SetupDiGetClassDevsW").size() == 1);  // there is one class of the name
   const std::pair<const char*, std::uint32_t> cases[] = {{"SetupDiClassGuidsFromNameW", 8},
                                                          {"SetupDiClassGuidsFromNameW", 122},
                                                          {"SetupDiGetClassDevsW", 5},
@@ -102,6 +104,7 @@ TEST_CASE(
   CHECK_THROWS_AS(file.Remove(1), File::AccessDeniedException);
   CHECK(machine.files.Exists(u"C:\\drv.sys"));
   CHECK(session.Trace("MoveFileExW").empty());
+  CHECK(session.Trace("SetFileAttributesW").empty());  // it is not read-only
 }
 
 TEST_CASE("a module whose version cannot be read is not up to date") {

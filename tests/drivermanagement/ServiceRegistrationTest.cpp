@@ -54,6 +54,7 @@ TEST_CASE("an entry that differs in what the registration fixes is reconfigured"
   check("description", true, FullEntry, [](Entry& entry) { entry.description = L"Other words"; });
   check("another image", false, FullEntry, [](Entry& entry) { entry.image = L"system32\\drivers\\x.sys"; });
   check("another account", false, Win32Entry, [](Entry& e) { e.account = L"NT AUTHORITY\\LocalService"; });
+  check("letter case of the account", true, Win32Entry, [](Entry& e) { e.account = L"LOCALSYSTEM"; });
   check("the expanded image", true, Win32Entry,
         [](Entry& entry) { entry.image = InWindows(L"SYSTEM32\\kvtest.exe svc"); });
   check("no argument", false, Win32Entry,

@@ -4,8 +4,8 @@
 
 #include "foundation/ClassArray.h"
 #include "foundation/UnicodeStringArray.h"
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 
 namespace {
@@ -63,8 +63,8 @@ TEST_CASE("elements are filled, removed and released one by one") {
   CHECK(Joined(array) == "y|fill|");
   CHECK(Joined(copy) == "x|y|z|");
   for (const unsigned int index : {2u, ~0u}) {
-    CHECK(FailedCondition([&] { array[index]; }) == "idx>=0&&idx<used");
-    CHECK(FailedCondition([&] { array.Remove(index); }) == "idx>=0&&idx<used");
+    CHECK(Thrown([&] { array[index]; }) == "idx>=0&&idx<used");
+    CHECK(Thrown([&] { array.Remove(index); }) == "idx>=0&&idx<used");
   }
   array = copy;
   array.Append(array[2]);

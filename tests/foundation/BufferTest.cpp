@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 
 namespace {
 
@@ -123,19 +123,19 @@ TEST_CASE("a locked buffer refuses every use but unlocking and letting go") {
   const std::function<void()> readings[] = {[&] { LBuffer copy(locked); }, [&] { other = locked; },
                                             [&] { locked.Assign(locked); }, [&] { other.Append(locked); }};
   for (const auto& use : readings)
-    CHECK(FailedCondition(use) == "!buffer.IsLocked()");
+    CHECK(Thrown(use) == "!buffer.IsLocked()");
   const std::function<void()> changes[] = {
       [&] { locked.Assign("ab", 2); },    [&] { locked.SetSize(0); },
       [&] { (void)locked.Data(); },       [&] { locked.Lock(); },
       [&] { locked.Insert(0, "ab", 2); }, [&] { locked.Insert(0, static_cast<unsigned char>(1), 2); },
       [&] { locked.Append(other); }};
   for (const auto& use : changes)
-    CHECK(FailedCondition(use) == "!IsLocked()");
+    CHECK(Thrown(use) == "!IsLocked()");
   locked.Unlock();
   CHECK(TextOf(locked) == "0123456789");
   CHECK(TextOf(other) == "abc");
-  CHECK(FailedCondition([&] { locked.Unlock(); }) == "IsLocked() || !m_pDataStorage");
-  CHECK(FailedCondition([&] { locked.Insert(11, "ab", 0); }) == "index <= Size()");
+  CHECK(Thrown([&] { locked.Unlock(); }) == "IsLocked() || !m_pDataStorage");
+  CHECK(Thrown([&] { locked.Insert(11, "ab", 0); }) == "index <= Size()");
 
   LBuffer empty;
   CHECK(LBufferLock(empty).Data() == nullptr);

@@ -5,7 +5,7 @@
 
 #include "foundation/Assert.h"
 #include "foundation/Memory.h"
-#include "support/FailedCondition.h"
+#include "support/Throws.h"
 
 namespace {
 
@@ -34,9 +34,9 @@ TEST_CASE("a Windows error reads as a failed system status unless it is success"
 TEST_CASE("messages are cut at their limits") {
   const std::string longText(300, 'x');
   CHECK(LMessageException(L_HERE, longText.c_str()).Message() == std::string(255, 'x'));
-  CHECK(FailedCondition([&] { LReportAssertion(L_HERE, longText.c_str()); }) == std::string(236, 'x'));
-  CHECK(FailedCondition([] { L_ASSERT(1 + 1 == 3); }) == "1 + 1 == 3");
-  CHECK(FailedCondition([] { L_ASSERT(1 + 1 == 2); }) == "nothing");
+  CHECK(Thrown([&] { LReportAssertion(L_HERE, longText.c_str()); }) == std::string(236, 'x'));
+  CHECK(Thrown([] { L_ASSERT(1 + 1 == 3); }) == "1 + 1 == 3");
+  CHECK(Thrown([] { L_ASSERT(1 + 1 == 2); }) == "nothing");
 }
 
 TEST_CASE("a block is resized in place, moves, or fails as bad_alloc and stays") {

@@ -9,8 +9,8 @@
 #include "foundation/ClassArray.h"
 #include "foundation/PtrRef.h"
 #include "support/AtOnce.h"
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 
 namespace {
 
@@ -124,12 +124,11 @@ TEST_CASE("a pointer has its new value before its old target goes") {
 
 TEST_CASE("a broken count is reported and ends nothing but the operation") {
   TestHeap heap;
-  CHECK(FailedCondition([] { LRefObject().AddRef(); }) ==
-        "( m_uReferenceCount == 0 ) || ( m_uReferenceCount == 1 )");
+  CHECK(Thrown([] { LRefObject().AddRef(); }) == "( m_uReferenceCount == 0 ) || ( m_uReferenceCount == 1 )");
   struct Finished : LRefObject {
     ~Finished() override {
-      CHECK(FailedCondition([this] { AddRef(); }) == "m_uReferenceCount > 0");
-      CHECK(FailedCondition([this] { Release(); }) == "m_uReferenceCount > 0");
+      CHECK(Thrown([this] { AddRef(); }) == "m_uReferenceCount > 0");
+      CHECK(Thrown([this] { Release(); }) == "m_uReferenceCount > 0");
     }
   };
   LMakeRef<Finished>();

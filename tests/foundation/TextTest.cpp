@@ -7,8 +7,8 @@
 #include "foundation/String.h"
 #include "foundation/TextConversion.h"
 #include "foundation/UnicodeString.h"
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 
 namespace {
@@ -125,10 +125,10 @@ TEST_CASE("a unit is written in place within the stored text only") {
   CHECK(Utf8(copy) == "abc");
   const std::string tooHigh = "( index + 1 ) * sizeof( wchar_t ) <= m_buffer.Size()";
   for (const unsigned int index : {4u, 0x7FFFFFFFu, ~0u})
-    CHECK(FailedCondition([&] { text[index]; }) == tooHigh);
+    CHECK(Thrown([&] { text[index]; }) == tooHigh);
   for (const int index : {-1, 4, 0x7FFFFFFF})
-    CHECK(FailedCondition([&] { text[index]; }) == "index >= 0 && " + tooHigh);
-  CHECK(FailedCondition([&] { LUnicodeString()[0u]; }) == tooHigh);
+    CHECK(Thrown([&] { text[index]; }) == "index >= 0 && " + tooHigh);
+  CHECK(Thrown([&] { LUnicodeString()[0u]; }) == tooHigh);
 }
 
 TEST_CASE("a text that cannot grow stays as it was") {
@@ -151,7 +151,7 @@ TEST_CASE("a text that cannot grow stays as it was") {
 
 TEST_CASE("8-bit and wide text convert both ways with the installed conversion") {
   TestHeap heap;
-  CHECK(FailedCondition([] { LUnicodeString text(LString("a")); }) == "newLength == length");
+  CHECK(Thrown([] { LUnicodeString text(LString("a")); }) == "newLength == length");
   Utf8Conversion conversion;
   const LString narrow("ab\u3042z");
   LUnicodeString wide(narrow);
@@ -161,8 +161,8 @@ TEST_CASE("8-bit and wide text convert both ways with the installed conversion")
   CHECK(LUnicodeString(LString()).IsEmpty());
 
   conversion.shortfall = 1;
-  CHECK(FailedCondition([&] { wide.Assign(LString("xy")); }) == "newLength == length");
-  CHECK(FailedCondition([&] { back.Assign(LUnicodeString(L"xy")); }) == "newLength == length");
+  CHECK(Thrown([&] { wide.Assign(LString("xy")); }) == "newLength == length");
+  CHECK(Thrown([&] { back.Assign(LUnicodeString(L"xy")); }) == "newLength == length");
   CHECK(Utf8(wide) == "ab\u3042z");
   CHECK(back.Length() == 6);
   conversion.failing = true;
@@ -174,14 +174,14 @@ TEST_CASE("8-bit text is written only while nobody shares it") {
   LString text("abcdef", 3);
   CHECK(std::string(text.str()) == "abc");
   LString copy = text;
-  CHECK(FailedCondition([&] { text.str(); }) == "string->GetRefCount()==1||string->GetRefCount()==-1");
+  CHECK(Thrown([&] { text.str(); }) == "string->GetRefCount()==1||string->GetRefCount()==-1");
   copy.Lock()[3] = 'x';
   copy.str()[0] = 'X';
-  CHECK(FailedCondition([&] { LString other(copy); }) == "!string.IsLocked()");
-  CHECK(FailedCondition([&] { text = copy; }) == "!string.IsLocked()");
-  CHECK(FailedCondition([&] { copy.Lock(); }) == "m_refscount != ~0u");
+  CHECK(Thrown([&] { LString other(copy); }) == "!string.IsLocked()");
+  CHECK(Thrown([&] { text = copy; }) == "!string.IsLocked()");
+  CHECK(Thrown([&] { copy.Lock(); }) == "m_refscount != ~0u");
   copy.Unlock();
-  CHECK(FailedCondition([&] { copy.Unlock(); }) == "m_refscount == ~0");
+  CHECK(Thrown([&] { copy.Unlock(); }) == "m_refscount == ~0");
   CHECK(std::string(copy.str()) == "Xbc");
   CHECK(std::string(text.str()) == "abc");
 

@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "imagesigning/DigiSignValidator2.h"
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 
 using namespace LCommon::Crypto;
 
@@ -69,7 +69,7 @@ TEST_CASE("a signature of any other size is refused") {
   const unsigned char bytes[129] = {};
   for (const unsigned int size : {0u, 127u, 129u}) {
     const LBuffer signature(bytes, size);
-    CHECK(FailedCondition([&] { DigiSignValidator2(Exponent.data(), Modulus.data(), signature); }) ==
+    CHECK(Thrown([&] { DigiSignValidator2(Exponent.data(), Modulus.data(), signature); }) ==
           "signature.Size() == SignatureSize");
   }
 }

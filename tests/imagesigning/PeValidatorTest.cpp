@@ -3,10 +3,9 @@
 #include "imagesigning/Cases.h"
 #include "imagesigning/ImageFile.h"
 #include "imagesigning/PeSignatureRawReader.h"
-#include "support/FailedCondition.h"
 #include "support/ImageSigner.h"
 #include "support/SystemSession.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 using namespace DriverManagement::ImageSigning1;
 
@@ -118,5 +117,5 @@ TEST_CASE("the file's own errors pass, and a signature of another size is the ca
   const ImageFile file(BuildImage(SampleDriver(true)));
   CHECK(validate(file.name + L"x") == Exactly<File::FileNotFoundException>(2));
   const auto shorter = [&] { PeSignatureValidator(file.View(), LBuffer("", 1)); };
-  CHECK(FailedCondition(shorter) == "signature.Size() == SignatureSize");
+  CHECK(Thrown(shorter) == "signature.Size() == SignatureSize");
 }

@@ -3,9 +3,9 @@
 #include <doctest/doctest.h>
 
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/Manager.h"
-#include "system/Thrown.h"
 
 using namespace LCommon::System;
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "support/SystemSession.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 /// The calls of `function` since the trace was started, one a line.
 inline std::string TraceText(const SystemSession& session, const char* function) {

@@ -5,7 +5,7 @@
 
 #include "support/SystemSession.h"
 #include "support/TestFile.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "support/FailedCondition.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/ErrorCases.h"
 #include "system/FileMapping.h"
@@ -33,7 +33,7 @@ LPtrRef<File> OpenToRead() {
 TEST_CASE("every file error becomes the exception of its operation") {
   SystemSession session;
   const LPtrRef<File> file = OpenTestFile(CREATE_ALWAYS);
-  file->Write("abc", 3);
+  CHECK(file->Write("abc", 3) == 3);
   const ErrorCase noFile = Throws<File::FileNotFoundException>(2);
   const ErrorCase noPath = Throws<File::PathNotFoundException>(3);
   const ErrorCase denied = Throws<File::AccessDeniedException>(5);
@@ -130,6 +130,17 @@ TEST_CASE("accesses, sizes and offsets reach the platform as its numbers, and no
   const LPtrRef<File> file = OpenToRead();
   const LPtrRef<FileMapping> mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
   winsim::Gate& gate = session.Machine().gate;
+  constexpr std::pair<const char*, unsigned int> masksAndShares[] = {
+      {"0x80000000, 7", 1}, {"0xC0000000, 7", 0}, {"0xA0000000, 7", 1}, {"0xE0000000, 7", 0}};
+  for (unsigned int access = 0; access < 4; ++access) {
+    CAPTURE(access);
+    gate.StartTrace();
+    gate.FailFunction("CreateFileW", 8);
+    Thrown([&] { File(fileName, access, 7, 0, OPEN_EXISTING); });
+    CHECK(TraceText(session, "CreateFileW") ==
+          std::string("CreateFileW(\"C:\\test.bin\", ") + masksAndShares[access].first + ", 3, 0) = 8\n");
+    CHECK(File::TypicalShare(access) == masksAndShares[access].second);
+  }
   const struct {
     File::AccessType fileAccess;
     std::string protection, viewAccess;
@@ -156,10 +167,12 @@ TEST_CASE("accesses, sizes and offsets reach the platform as its numbers, and no
   }
   constexpr auto noAccess = static_cast<FileMapping::AccessType>(5);
   constexpr auto noViewAccess = static_cast<FileMappingView::AccessType>(5);
-  for (const auto& failed : {FailedCondition([&] { FileMapping::ToFileAccess(noAccess); }),
-                             FailedCondition([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
-                             FailedCondition([&] { FileMapping(file, noAccess, 0); }),
-                             FailedCondition([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
+  for (const auto& failed :
+       {Thrown([] { File::TypicalShare(4); }), Thrown([] { File(fileName, 4, 0, 0, OPEN_EXISTING); }),
+        Thrown([&] { FileMapping::ToFileAccess(noAccess); }),
+        Thrown([&] { FileMappingView::ToMappingAccess(noViewAccess); }),
+        Thrown([&] { FileMapping(file, noAccess, 0); }),
+        Thrown([&] { FileMappingView(mapping, noViewAccess, 0, 0); })}) {
     CHECK(failed == "Unreachable point");
   }
 }

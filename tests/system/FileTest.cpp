@@ -3,11 +3,10 @@
 #include <cstdint>
 #include <string>
 
-#include "support/FailedCondition.h"
 #include "support/SystemSession.h"
 #include "support/TestFile.h"
+#include "support/Throws.h"
 #include "system/PlatformApi.h"
-#include "system/Thrown.h"
 
 namespace {
 
@@ -77,6 +76,6 @@ TEST_CASE("an access mode has its share mode, and no other number is one") {
   CHECK(File::TypicalShare(File::accessReadWrite) == 0);
   CHECK(File::TypicalShare(File::accessReadExecute) == FILE_SHARE_READ);
   CHECK(File::TypicalShare(File::accessReadWriteExecute) == 0);
-  CHECK(FailedCondition([] { File::TypicalShare(4); }) == "Unreachable point");
-  CHECK(FailedCondition([] { File(L"C:\\x", 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
+  CHECK(Thrown([] { File::TypicalShare(4); }) == "Unreachable point");
+  CHECK(Thrown([] { File(L"C:\\x", 4, 0, 0, OPEN_EXISTING); }) == "Unreachable point");
 }

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 #include "system/LogSource.h"
-#include "system/Thrown.h"
 
 namespace {
 

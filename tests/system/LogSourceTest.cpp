@@ -4,9 +4,9 @@
 
 #include "support/SystemSession.h"
 #include "support/TestKey.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/LogSource.h"
-#include "system/Thrown.h"
 
 namespace {
 

@@ -4,10 +4,9 @@
 
 #include <stdexcept>
 
-#include "support/FailedCondition.h"
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
-#include "system/Thrown.h"
 
 using namespace LCommon::System;
 using winsim::Settings;
@@ -79,7 +78,7 @@ TEST_CASE("a failing platform call becomes a WindowsErrorException with its code
     gate.FailFunction(function, 1450);
     CHECK(Thrown([] { Manager::CreateInstance(); }) == Exactly<WindowsErrorException>(1450));
   }
-  CHECK(FailedCondition([] { Manager::Instance(); }) == "g_instance != 0");
+  CHECK(Thrown([] { Manager::Instance(); }) == "g_instance != 0");
 }
 
 TEST_CASE("redirection is switched off for a 32-bit process on 64-bit Windows and put back as it was") {
@@ -117,7 +116,7 @@ TEST_CASE("where redirection does not apply nothing is switched") {
     const LPtrRef<Wow64FsRedirectionState> state = Manager::Instance().DisableWow64FsRedirection();
     CHECK_FALSE(state->IsSupported());
     Manager::Instance().RestoreWow64FsRedirection(state);
-    CHECK(FailedCondition([&] { state->GetState(); }) == "m_supported");
+    CHECK(Thrown([&] { state->GetState(); }) == "m_supported");
     CHECK(session.Trace("Wow64DisableWow64FsRedirection").empty());
     CHECK(session.Trace("Wow64RevertWow64FsRedirection").empty());
   }

@@ -4,7 +4,7 @@
 
 #include "support/SystemSession.h"
 #include "support/Threads.h"
-#include "system/Thrown.h"
+#include "support/Throws.h"
 
 using namespace LCommon::System;
 

@@ -4,8 +4,8 @@
 
 #include "support/SystemSession.h"
 #include "support/TestKey.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
-#include "system/Thrown.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <tuple>
 #include <vector>
 
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/ErrorCases.h"
 

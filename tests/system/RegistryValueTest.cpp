@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "support/FailedCondition.h"
 #include "support/TestHeap.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/RegistryKey.h"
 
@@ -98,12 +98,12 @@ TEST_CASE("an accessor insists on its type and on enough bytes") {
   for (const auto& expected : cases) {
     CAPTURE(expected.type);
     const Value value(expected.type, fourBytes);
-    CHECK(FailedCondition([&] { value.GetInt32Data(); }) == expected.int32);
-    CHECK(FailedCondition([&] { value.GetBinaryData(); }) == expected.binary);
-    CHECK(FailedCondition([&] { value.GetStringData(); }) == expected.string);
-    CHECK(FailedCondition([&] { value.GetExpandStringData(); }) == expected.expandString);
+    CHECK(Thrown([&] { value.GetInt32Data(); }) == expected.int32);
+    CHECK(Thrown([&] { value.GetBinaryData(); }) == expected.binary);
+    CHECK(Thrown([&] { value.GetStringData(); }) == expected.string);
+    CHECK(Thrown([&] { value.GetExpandStringData(); }) == expected.expandString);
   }
   const Value twoBytes(Value::typeInt32, Bytes("ab"));
-  CHECK(FailedCondition([&] { twoBytes.GetInt32Data(); }) == "m_data.Size() >= sizeof( uint32 )");
+  CHECK(Thrown([&] { twoBytes.GetInt32Data(); }) == "m_data.Size() >= sizeof( uint32 )");
   CHECK(Value(Value::typeBinary, fourBytes).GetBinaryData().Data() == fourBytes.Data());
 }

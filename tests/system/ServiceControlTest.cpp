@@ -3,9 +3,9 @@
 #include <string>
 
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/ServiceControl.h"
-#include "system/Thrown.h"
 
 namespace {
 
