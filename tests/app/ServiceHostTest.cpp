@@ -72,7 +72,7 @@ TEST_CASE(
     CHECK((ControlService(service, item.control, &status) ? 0 : GetLastError()) == item.error);
     CHECK(status.dwCurrentState == SERVICE_RUNNING);
   }
-  CHECK((CloseServiceHandle(service) && CloseServiceHandle(manager)));
+  CHECK(CloseServiceHandle(service) + CloseServiceHandle(manager) == 2);
   CHECK(history() == std::vector{Running, Running});
   CHECK(session.services.Exists(u"kvenv01"));
   InstallDriver(session.machine, u"kvaux02");  // by who holds the lock
@@ -84,7 +84,8 @@ TEST_CASE(
   CHECK(history() == std::vector{Running, Running, Stopped});
   CHECK(session.exitCode == 0);
   CHECK_FALSE(session.services.Exists(u"kvenv01"));
-  CHECK((session.services.Exists(u"kvaux02") && session.services.Exists(u"kvdel01")));
+  CHECK(session.services.Exists(u"kvaux02"));
+  CHECK(session.services.Exists(u"kvdel01"));
   CHECK(session.machine.messageBoxes.empty());
   CHECK(session.machine.leakedHandles == Lines{});
 }

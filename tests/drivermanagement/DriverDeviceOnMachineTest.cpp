@@ -5,6 +5,7 @@
 #include "LifeTimeRecord.h"
 #include "drivermanagement/BaseObject.h"
 #include "drivermanagement/DeviceLifeTime.h"
+#include "support/ImageBuilder.h"
 #include "support/Throws.h"
 
 using namespace DriverManagement;
@@ -46,10 +47,8 @@ struct DriverSession : RecordSession {
 
 winsim::Bytes Reply(std::initializer_list<std::uint32_t> numbers) {
   winsim::Bytes bytes;
-  for (const std::uint32_t number : numbers) {
-    for (int shift = 0; shift < 32; shift += 8)
-      bytes.push_back(static_cast<std::uint8_t>(number >> shift));
-  }
+  for (const std::uint32_t number : numbers)
+    PutNumber(bytes, bytes.size(), 4, number);
   return bytes;
 }
 
@@ -115,7 +114,7 @@ TEST_CASE("a text too long for the request's size fields is refused and nothing 
   DriverLifeTime(longest, RemoteFile).AttachThroughDevice(0);
   const winsim::Bytes request = session.TakeRequest();
   CHECK(request.size() == 16 + 65534);
-  CHECK((request[10] == 0xFE && request[11] == 0xFF));
+  CHECK(GetNumber(request, 10, 2) == 0xFFFE);
   const LUnicodeString tooLong = longest + L'x';
   CHECK(Thrown([&] { DriverLifeTime(tooLong, RemoteFile).AttachThroughDevice(0); }) == "byteSize <= 0xFFFF");
   CHECK(Thrown([&] { DriverLifeTime(L"", RemoteFile).AttachThroughDevice(0); }) == "m_unique.Length() != 0");

@@ -21,10 +21,10 @@ TEST_CASE("only the first device node of the service goes, whatever the letter c
   AddLegacyDevice(L"KVTEST", L"0001");
   AddLegacyDevice(L"KVTESTOTHER", L"0000");
   CHECK(RemoveLegacyDeviceNode(L"kvtest"));
-  CHECK(devices.Counts() == "111");
+  CHECK(devices.Counts() == "1 before, 1 of the test, 1 after");
   CHECK(devices.test->IsChildExist(L"0001"));
   CHECK(RemoveLegacyDeviceNode(L"kvtest"));
-  CHECK(devices.Counts() == "101");
+  CHECK(devices.Counts() == "1 before, 0 of the test, 1 after");
   CHECK(RemoveLegacyDeviceNode(L"kvtest"));
 }
 
@@ -38,7 +38,7 @@ TEST_CASE("every class of the name is searched, however many there are") {
         ->SetStringValue(L"Class", L"LegacyDriver");
   }
   AddLegacyDevice(L"KVTEST", L"0000");  // of the class that is last in order
-  CHECK(devices.Counts() == "010");
+  CHECK(devices.Counts() == "0 before, 1 of the test, 0 after");
   CHECK(RemoveLegacyDeviceNode(L"kvtest"));
-  CHECK(devices.Counts() == "000");
+  CHECK(devices.Counts() == "0 before, 0 of the test, 0 after");
 }

@@ -14,10 +14,10 @@ struct LegacyDevices {
 
   /// How many devices each service has.
   std::string Counts() const {
-    std::string counts;
-    for (const TestKey* const each : {&before, &test, &after})
-      counts += std::to_string(MakeKey(each->path)->GetChilds().Length());
-    return counts;
+    const auto count = [](const TestKey& key) {
+      return std::to_string(MakeKey(key.path)->GetChilds().Length());
+    };
+    return count(before) + " before, " + count(test) + " of the test, " + count(after) + " after";
   }
 
   static constexpr const wchar_t* classPath =

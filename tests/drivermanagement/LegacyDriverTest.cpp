@@ -61,7 +61,7 @@ TEST_CASE("a driver is installed, kept while its client's file is there, and lea
   session.client.Remove();
   CHECK(session.driver.Purge(1) == BaseObject::purgeDone);
   CHECK(EntryText() == "none");
-  CHECK(session.devices.Counts() == "000");
+  CHECK(session.devices.Counts() == "0 before, 0 of the test, 0 after");
   CHECK_FALSE(session.image.Exists());
 }
 

@@ -29,7 +29,7 @@ TEST_CASE("a claim whose file cannot be looked at is kept, one whose file cannot
     session.FileEntry(L"client", L"C:\\Windows");
     session.Machine().gate.FailFunction("FindFirstFileW", error);
     CHECK(Driver().Purge() == (error != 5));
-    CHECK((RegistryText(ClientPath) == "none") == (error != 5));
+    CHECK(RegistryText(ClientPath) == (error == 5 ? R"(File="C:\Windows" Mode=0)" : "none"));
   }
 }
 

@@ -68,26 +68,25 @@ TEST_CASE("purging deletes exactly the lapsed entries") {
 }
 
 TEST_CASE("only a driver that was installed on demand and that no entry keeps may go") {
-  // Whether it is expired, may go, and is expired then.
-  const auto check = [](const char* title, std::string answers, auto prepare) {
+  const std::string stays = "needed, stays, needed", goes = "expired, goes, expired";
+  const auto check = [](const char* title, const std::string& answers, auto prepare) {
     CAPTURE(title);
     RecordSession session;
     prepare(session);
-    std::string found;
-    for (const unsigned int answer : {Driver().IsExpired(), Driver().Purge(), Driver().IsExpired()})
-      found += std::to_string(answer);
-    CHECK(found == answers);
+    const auto expired = [] { return Driver().IsExpired() ? "expired" : "needed"; };
+    const std::string before = expired(), purge = Driver().Purge() ? ", goes, " : ", stays, ";
+    CHECK(before + purge + expired() == answers);
   };
   const auto flag = [](std::uint32_t value) {
     return [=](RecordSession& session) { session.SetAuto(value); };
   };
-  check("no record", "000", [](RecordSession&) {});
-  check("an empty record", "000", [](RecordSession& session) { session.service.Make(L"LifeTime"); });
-  check("not on demand", "000", flag(0));
-  check("on demand", "111", flag(1));
-  check("on demand, with another number", "111", flag(9));
-  check("a mistyped flag", "000", [](RecordSession&) { MakeKey(RecordPath)->SetStringValue(L"Auto", L"1"); });
-  check("a lapsed entry counts until it is purged", "011", [](RecordSession& session) {
+  check("no record", stays, [](RecordSession&) {});
+  check("an empty record", stays, [](RecordSession& session) { session.service.Make(L"LifeTime"); });
+  check("not on demand", stays, flag(0));
+  check("on demand", goes, flag(1));
+  check("on demand, with another number", goes, flag(9));
+  check("a mistyped flag", stays, [](RecordSession&) { MakeKey(RecordPath)->SetStringValue(L"Auto", L"1"); });
+  check("a lapsed entry counts until it is purged", "needed, goes, expired", [](RecordSession& session) {
     session.SetAuto(1);
     MakeKey(ClientPath);
   });
@@ -121,22 +120,24 @@ TEST_CASE("attaching writes the entry that the client's file calls for") {
 
 TEST_CASE("a claim counts only in the form in which it would be made now") {
   RecordSession session;
-  const auto attached = [](const wchar_t* file) {
-    return Client(file).IsAttached() * 10 + Client(file).IsAlreadyAttached();
+  const auto attached = [](const wchar_t* file) -> std::string {
+    return !Client(file).IsAttached()         ? "not attached"
+           : Client(file).IsAlreadyAttached() ? "attached"
+                                              : "to be renewed";
   };
-  CHECK(attached(LocalFile) == 0);
+  CHECK(attached(LocalFile) == "not attached");
   Client(LocalFile).Attach(0);
-  CHECK(attached(LocalFile) == 11);
-  CHECK(attached(L"c:/PROGRAM files\\\\APP.exe") == 11);
-  CHECK(attached(L"C:\\other.exe") == 0);
-  CHECK(attached(RemoteFile) == 0);
+  CHECK(attached(LocalFile) == "attached");
+  CHECK(attached(L"c:/PROGRAM files\\\\APP.exe") == "attached");
+  CHECK(attached(L"C:\\other.exe") == "not attached");
+  CHECK(attached(RemoteFile) == "not attached");
   const std::string record = session.Record();
   Client(L"C:\\PROGRAM FILES\\app.exe").Attach(1);
   CHECK(session.Record() == record);
 
   Client(RemoteFile).Attach(0);
-  CHECK(attached(RemoteFile) == 10);  // who may write always renews
-  CHECK(attached(LocalFile) == 0);
+  CHECK(attached(RemoteFile) == "to be renewed");  // who may write always renews
+  CHECK(attached(LocalFile) == "not attached");
 }
 
 TEST_CASE("detaching takes back the client's own entry and nothing else") {

@@ -44,9 +44,8 @@ template <class Result, class Operation>
 void CheckEdits(const FileBytes& sample, const std::vector<EditCase<Result>>& cases, Operation operation) {
   for (const EditCase<Result>& each : cases) {
     for (std::size_t index = 0; index < each.samples.size(); ++index) {
-      CAPTURE(&each - cases.data());
       CAPTURE(index);
-      CHECK((operation(Edited(sample, each.samples[index])) == each.result));
+      CHECK(operation(Edited(sample, each.samples[index])) == each.result);
     }
   }
 }

@@ -65,7 +65,7 @@ TEST_CASE("an image that keeps the rules is covered, and the first broken rule r
   };
   const auto rule = [](const FileBytes& image) { return BrokenRule([&] { ReadCoverage(View(image)); }); };
   CheckEdits(SampleImage(true), cases, rule);
-  CHECK((rule(Edited(SampleImage(false), {{Entries, 2, 0xA410}})) == PeRule::relocationType));
+  CHECK(rule(Edited(SampleImage(false), {{Entries, 2, 0xA410}})) == PeRule::relocationType);
 }
 
 TEST_CASE("what loaders and tools change counts as zeros") {

@@ -29,8 +29,9 @@ std::string Exactly(unsigned int code) {
   return Exactly<E>() + " with " + std::to_string(code);
 }
 
-/// What `operation` throws: the condition of an assertion report, "message: " and the text of another message,
-/// else the exception's own class, not a base, with the error that it carries; "nothing" when it succeeds.
+/// What `operation` throws: the condition of an assertion report, "message: " and the text of another
+/// message, else the exception's own class, not a base, with the error that it carries; "nothing" when it
+/// succeeds.
 template <class Operation>
 std::string Thrown(Operation operation) {
   constexpr std::string_view Prefix = "Assertion failed, ";

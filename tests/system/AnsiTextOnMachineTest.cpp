@@ -156,7 +156,8 @@ TEST_CASE("texts fit into as many units on every system, and nothing is written 
         CHECK(answer == length);
         CHECK(MachineText(units.data()) == value);
       } else {
-        CHECK((isWide ? answer == length + 1 : answer > length));
+        CHECK(answer >= length + 1);
+        if (isWide) CHECK(answer == length + 1);
         needed = std::max(needed, answer);
       }
       const auto intact = units.begin() + (room > length ? room : 0);

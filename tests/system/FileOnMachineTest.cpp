@@ -85,7 +85,7 @@ TEST_CASE("a device request brings its input, and is repeated with twice the roo
   const winsim::Bytes bytes = {'i', 'n'};
   const std::vector<winsim::DeviceRequest> expected = {
       {u"test", requestCode, bytes}, {u"test", requestCode + 1, bytes}, {u"test", requestCode, {}}};
-  CHECK((driver.requests == expected));
+  CHECK(driver.requests == expected);
 
   machine.gate.StartTrace();
   const LBuffer output = device->Control(requestCode, 0, 1);

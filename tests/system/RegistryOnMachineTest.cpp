@@ -66,7 +66,7 @@ TEST_CASE("a value is read with the size that the registry reports, or else with
     machine.gate.StartTrace();
     machine.gate.FailFunction("RegQueryValueExW", 234, refusals);
     const LBuffer data = key->GetValue(L"n")->GetData();
-    CHECK((winsim::Bytes(data.Data(), data.Data() + data.Size()) == bytes));
+    CHECK(winsim::Bytes(data.Data(), data.Data() + data.Size()) == bytes);
     CHECK(session.Trace("RegQueryValueExW").size() == calls);
     machine.gate.Restore();
   }

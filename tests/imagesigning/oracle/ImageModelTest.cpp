@@ -79,7 +79,7 @@ struct Agreement {
     Check(ProductStream(image), ModelOutcome([&] { return model::Stream(image); }));
   }
   void Check(const std::string& product, const std::string& expected) {
-    CHECK((product == expected));
+    CHECK(product == expected);
     ++(expected == "refused" ? refused : accepted);
   }
 };
