@@ -15,6 +15,8 @@ using winsim::ServiceStatus;
 
 namespace {
 
+constexpr const wchar_t* LockName = L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}";
+
 // What the service reports. It is of its own process's type and never anything else than in one of two
 // states.
 const ServiceStatus Running = {.type = SERVICE_WIN32_OWN_PROCESS, .state = SERVICE_RUNNING, .exitCode = 0};
@@ -53,7 +55,7 @@ TEST_CASE(
     "a started service reports that it runs, answers queries and takes no control while its pass waits, and "
     "reports that it stopped") {
   HostSession session;
-  const HANDLE lock = CreateMutexW(nullptr, TRUE, L"Global\\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}");
+  const HANDLE lock = CreateMutexW(nullptr, TRUE, LockName);
   session.Start();
   Pause(1000);
   const auto history = [&] { return session.services.History(u"kvdel01"); };
@@ -88,6 +90,55 @@ TEST_CASE(
   CHECK(session.services.Exists(u"kvdel01"));
   CHECK(session.machine.messageBoxes.empty());
   CHECK(session.machine.leakedHandles == Lines{});
+}
+
+TEST_CASE("a service that waits for the lock gets it from a holder that dies") {
+  HostSession session;
+  RunOnThread([&] {
+    CreateMutexW(nullptr, TRUE, LockName);
+    session.Start();
+    Pause(1000);
+    CHECK(session.services.Exists(u"kvenv01"));
+  });
+  Pause(1000);
+  CHECK(session.services.History(u"kvdel01") == std::vector{Running, Stopped});
+  CHECK_FALSE(session.services.Exists(u"kvenv01"));
+  session.Process().handles.CloseAll();
+}
+
+TEST_CASE("an installer that waited for the pass finds what the pass could not remove at once marked") {
+  HostSession session;
+  InstallDriver(session.machine, u"kvaux02");
+  REQUIRE(session.machine.devices.Load(u"kvaux02", ImagePath(session.machine, u"kvaux02")) == 0);
+  const HANDLE lock = CreateMutexW(nullptr, TRUE, LockName);
+  session.Start();
+  Pause(1000);
+  DWORD installed = 0, again = 0;
+  TestThread installer([&] {
+    WaitForSingleObject(lock, INFINITE);
+    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE);
+    const auto install = [&](const wchar_t* name) {
+      const SC_HANDLE service =
+          CreateServiceW(manager, name, name, SERVICE_ALL_ACCESS, SERVICE_KERNEL_DRIVER, SERVICE_BOOT_START,
+                         SERVICE_ERROR_NORMAL, L"x.sys", nullptr, nullptr, nullptr, nullptr, nullptr);
+      if (service == nullptr) return GetLastError();
+      CloseServiceHandle(service);
+      return DWORD{0};
+    };
+    again = install(L"kvaux02");
+    installed = install(L"kvenv01");
+    CloseServiceHandle(manager);
+    ReleaseMutex(lock);
+  });
+  Pause(1000);
+  ReleaseMutex(lock);
+  installer.Join();
+  Pause(1000);
+  CHECK(again == ERROR_SERVICE_MARKED_FOR_DELETE);
+  CHECK(installed == 0);
+  CHECK(session.services.Exists(u"kvenv01"));
+  CHECK(session.exitCode == 0);
+  CloseHandle(lock);
 }
 
 TEST_CASE("a pass that fails at once ends as any other, a service that nobody hears does nothing") {

@@ -2,7 +2,6 @@
 // driver stays as it is, nothing of others is touched, and the next starts finish the job.
 
 #include "UnclaimedMachine.h"
-#include "app/EntryPoint.h"
 
 namespace {
 
@@ -21,16 +20,6 @@ constexpr Fault Faults[] = {
     {"access denied for ever",
      [](winsim::Gate& gate, std::uint64_t call) { gate.FailCall(call, AccessDenied, true); }},
     {"power loss", [](winsim::Gate& gate, std::uint64_t call) { gate.CutPowerAt(call); }},
-};
-
-/// A claimed driver, one that cannot be stopped and one that can.
-struct FewDrivers : UnclaimedMachine {
-  // One process at a time, so the program's code in this very program will do, and is quicker to start.
-  FewDrivers() : UnclaimedMachine(winsim::Settings::Windows10(), Main::RunProcess) {
-    for (const auto driver : {u"kvvol02", u"kvaux02", u"kvenv01"}) {
-      UninstallDriver(**this, driver);
-    }
-  }
 };
 
 /// The number of calls that the program makes in the first start of such a machine.

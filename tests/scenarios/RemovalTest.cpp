@@ -2,6 +2,7 @@
 // gone, and that nothing else has changed.
 
 #include <algorithm>
+#include <functional>
 
 #include "UnclaimedMachine.h"
 
@@ -115,21 +116,69 @@ TEST_CASE(
         });
 }
 
-TEST_CASE("a claim costs the calls that its examination and deletion need, and no other") {
-  const auto callsFor = [](int lapsed, int alive) {
-    UnclaimedMachine machine;
-    ClaimByTime(*machine, u"kvvol02", u"one", machine->clock.Now() - 30 * Day);
-    ClaimByTime(*machine, u"kvvol02", u"zero", machine->clock.Now());
-    for (int claim = 0; claim < lapsed + alive; ++claim) {
-      const std::u16string client = u"client-" + std::u16string(1, static_cast<char16_t>(u'a' + claim));
-      ClaimByTime(*machine, u"kvvol02", client, machine->clock.Now() - (claim < lapsed ? 30 * Day : 0));
-    }
-    machine->gate.ResetCount();
-    machine->Start();
-    return machine->gate.Calls();
+TEST_CASE("whatever a record holds, the driver goes or stays and the others are dealt with") {
+  const std::u16string record = ServiceKey(u"kvenv01a") + u"\\LifeTime";
+  const std::u16string text(300'000, u'x'), longName(255, u'n'), loneSurrogate = {u'n', 0xD800};
+  using Registry = winsim::Registry;
+  struct Case {
+    const char* name;
+    bool stays;
+    std::function<void(Registry& registry)> spoil;
   };
-  const std::uint64_t base = callsFor(0, 0);
-  CHECK(callsFor(1, 0) - base == 13);
-  CHECK(callsFor(9, 0) - base == 9 * 13);
-  CHECK(callsFor(0, 9) - base == 9 * 8);  // its name is listed once more when the service asks all drivers
+  const auto file = [&](const std::u16string& client, const std::u16string& path) {
+    return [=](Registry& registry) {
+      registry.SetNumber(record + u"\\" + client, u"Mode", 0);
+      registry.SetString(record + u"\\" + client, u"File", path);
+    };
+  };
+  const Case cases[] = {
+      {"two thousand lapsed claims", false,
+       [&](Registry& registry) {
+         for (char16_t client = 0; client < 2000; ++client)
+           registry.Make(record + u"\\" + static_cast<char16_t>(u'\x4E00' + client));
+       }},
+      {"a file of 300,000 characters", false, file(u"client", text)},
+      {"a time of a megabyte", false,
+       [&](Registry& registry) {
+         registry.SetNumber(record + u"\\client", u"Mode", 1);
+         registry.SetBinary(record + u"\\client", u"Time", winsim::Bytes(1 << 20, 0xFF));
+       }},
+      {"a name of 255 characters, its file gone", false, file(longName, u"C:\\gone")},
+      {"half a character for a name, its file there", true, file(loneSurrogate, u"C:\\Windows")},
+      {"a pattern for a file, which is there for ever", true, file(u"client", u"C:\\Win*")},
+      {"a list where the flag should be", true,
+       [&](Registry& registry) { registry.SetBinary(record, u"Auto", winsim::Bytes(5000, 1)); }},
+      {"a flag of eight bytes", false,
+       [&](Registry& registry) {
+         registry.Make(record).values[u"Auto"] = {4, winsim::Bytes{0, 0, 1, 0, 0, 0, 0, 0}};
+       }},
+      {"values where entries should be", false,
+       [&](Registry& registry) { registry.SetString(record, u"client", u"C:\\Windows"); }}};
+  for (const Case& each : cases) {
+    CAPTURE(each.name);
+    UnclaimedMachine machine;
+    each.spoil(machine->registry);
+    machine->Start();
+    CHECK(machine->services.History(u"kvdel01").back().state == 1);
+    CHECK(machine->leakedHandles == Lines{});
+    CHECK(machine->services.Exists(u"kvenv01a") == each.stays);
+    CHECK_FALSE(machine->services.Exists(u"kvenv01"));
+    CHECK(machine->services.Exists(u"kvdel01") == each.stays);
+  }
+}
+
+TEST_CASE("a driver in use keeps those before it in the list waiting, until it is in use no more") {
+  UnclaimedMachine machine;
+  machine->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::staysPending;
+  machine->Start();
+  const Lines waiting = Snapshot(*machine);
+  CHECK(ExistingServices(*machine) ==
+        Lines{"Eventlog", "kvaux02", "kvdel01", "kvenv01", "kvlnk03", "kvlnk04", "kvvol02"});
+  machine.Restart();
+  machine.Restart();
+  CHECK(Snapshot(*machine) == waiting);
+  machine->devices.Behaviour(u"kvenv01").stop = winsim::DriverBehaviour::Stop::stops;
+  machine.Restart();
+  machine.Restart();
+  CHECK(machine.SinceBare() == Lines{});
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/EntryPoint.h"
 #include "machine/ProgramImage.h"
 #include "support/Lines.h"
 #include "support/MachineSession.h"
@@ -41,6 +42,16 @@ class UnclaimedMachine {
 
   std::unique_ptr<winsim::Machine> m_machine;
   Lines m_bare;
+};
+
+/// With three of the drivers: two that cannot be stopped and one that can.
+struct FewDrivers : UnclaimedMachine {
+  // One process at a time, so the program's code in this very program will do, and is quicker to start.
+  FewDrivers() : UnclaimedMachine(winsim::Settings::Windows10(), Main::RunProcess) {
+    for (const auto driver : {u"kvvol02", u"kvaux02", u"kvenv01"}) {
+      UninstallDriver(**this, driver);
+    }
+  }
 };
 
 /// The lines in which `name` occurs.
