@@ -75,23 +75,3 @@ TEST_CASE("the volume of a path follows from its spelling where the platform can
     }
   }
 }
-
-TEST_CASE("texts of any length are read with twice the room each time") {
-  SystemSession session;
-  const std::string component(250, 'd');
-  const std::string path = "C:\\" + component + "\\" + component + "\\" + component;
-  CHECK(Utf8(File::GetFullPath(Utf16(path + "/x/.."))) == path);
-  CHECK(Rooms(session, "GetFullPathNameW") == "0x104 0x208 0x410 ");
-  CHECK(Utf8(File::GetFullPath(L"C:\\")) == "C:");
-
-  session.Machine().files.MakeFolder(MachineText(Utf16(path)));
-  session.Machine().files.Substitute(u'X', MachineText(Utf16(path)));
-  CHECK(Utf8(File::GetDeviceMapping(L"X:")) == "\\??\\" + path);
-  CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 0x410 ");
-
-  // An answer that fills the room to its end may be cut.
-  session.Machine().files.Substitute(u'X', u"C:\\" + std::u16string(251, u'd'));
-  session.Machine().gate.StartTrace();
-  CHECK(File::GetDeviceMapping(L"X:").Length() == 258);
-  CHECK(Rooms(session, "QueryDosDeviceW") == "0x104 0x208 ");
-}

@@ -94,20 +94,6 @@ TEST_CASE("an interrupted wait goes on for the time that is left") {
   }
 }
 
-TEST_CASE("an answer that is neither an object nor the time-out is an exception of its own kind") {
-  SystemSession session;
-  for (const unsigned int alertable : {0u, 1u}) {
-    session.Machine().gate.FailFunction("WaitForMultipleObjectsEx", ERROR_INVALID_HANDLE);
-    std::string thrown;
-    try {
-      NewMutex()->Wait(0, alertable);
-    } catch (const Waiter::Exception& exception) {
-      thrown = typeid(exception).name();
-    }
-    CHECK(thrown == typeid(Waiter::Exception).name());
-  }
-}
-
 TEST_CASE("a handle object closes what it owns once, and only real handles") {
   SystemSession session;
   const auto closed = [&] { return session.Trace("CloseHandle").size(); };

@@ -3,26 +3,12 @@
 #include <string>
 
 #include "support/SystemSession.h"
-#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/ServiceControl.h"
 
 namespace {
 
 using namespace LCommon::System::ServiceControl;
-
-constexpr wchar_t name[] = L"kvdel01test";
-constexpr wchar_t displayName[] = L"KV test service";
-
-LPtrRef<Manager> OpenManager() {
-  return Manager::Open(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);
-}
-
-LPtrRef<Service> Create(const wchar_t* serviceName, const wchar_t* serviceDisplayName) {
-  return Service::Create(OpenManager(), serviceName, serviceDisplayName, SERVICE_ALL_ACCESS,
-                         Service::typeWin32OwnProcess, Service::startOnDemand, Service::errorControlNormal,
-                         L"C:\\x.exe svc", L"", nullptr, {}, L"", L"");
-}
 
 /// All fields of a configuration but the dependencies and the tag.
 std::string Summary(LPtrRef<Service::Config> config) {
@@ -39,7 +25,10 @@ std::string Summary(LPtrRef<Service::Config> config) {
 
 TEST_CASE("a service is configured as it was created and stays so where a change says nothing") {
   SystemSession session;
-  const LPtrRef<Service> service = Create(name, displayName);
+  const LPtrRef<Service> service =
+      Service::Create(Manager::Open(SC_MANAGER_CREATE_SERVICE), L"kvdel01test", L"KV test service",
+                      SERVICE_ALL_ACCESS, Service::typeWin32OwnProcess, Service::startOnDemand,
+                      Service::errorControlNormal, L"C:\\x.exe svc", L"", nullptr, {}, L"", L"");
   CHECK(Summary(service->QueryConfig()) == "16 3 1 'C:\\x.exe svc' '' 'LocalSystem' 'KV test service'");
 
   service->ChangeConfig(L"Other name", Service::typeWin32OwnProcess, Service::startAuto,
@@ -57,31 +46,4 @@ TEST_CASE("a service is configured as it was created and stays so where a change
   }
   service->ChangeDescription(L"What it is for");
   service->Delete();
-}
-
-TEST_CASE("names are taken once, also as display names") {
-  SystemSession session;
-  const LPtrRef<Service> service = Create(name, displayName);
-  CHECK(Thrown([] { Create(L"KVDEL01TEST", L"Another"); }) == Exactly<Service::AlreadyExistException>(1073));
-  CHECK(Thrown([] { Create(L"kvdel01other", displayName); }) ==
-        Exactly<Service::DuplicateNameException>(1078));
-  service->Delete();
-}
-
-TEST_CASE("a service exists until it is deleted and its last handle closed") {
-  SystemSession session;
-  const LPtrRef<Manager> manager = Manager::Open(SC_MANAGER_CONNECT);
-  const auto missing = Exactly<Service::NotFoundException>(1060);
-  CHECK_FALSE(Service::IsExist(manager, name));
-  CHECK(Thrown([&] { Service::Open(manager, name, SERVICE_QUERY_CONFIG); }) == missing);
-  CHECK(Thrown([&] { Create(name, displayName); }) == "nothing");
-  CHECK(Service::IsExist(manager, name));
-
-  LPtrRef<Service> service = Service::Open(manager, name, SERVICE_ALL_ACCESS);
-  CHECK(Thrown([&] { service->Stop(); }) == Exactly<Service::NotRunningException>(1062));
-  service->Delete();
-  const auto marked = Exactly<Service::MarkedForDeleteException>(1072);
-  CHECK(Thrown([&] { service->Delete(); }) == marked);
-  service = nullptr;
-  CHECK(Thrown([&] { Service::Open(manager, name, SERVICE_QUERY_CONFIG); }) == missing);
 }

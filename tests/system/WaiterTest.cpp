@@ -16,18 +16,6 @@ LPtrRef<Mutex> NewMutex() {
 
 }  // namespace
 
-TEST_CASE("a waiter takes one to sixty-four objects") {
-  SystemSession session;
-  Waiter waiter;
-  CHECK_THROWS_AS(waiter.Wait(0, 0, 0), Waiter::NoObjectsException);
-  for (int count = 0; count < 64; ++count) {
-    waiter.Add(NewMutex());
-  }
-  CHECK(waiter.Wait(0, 1, 0).Valid());
-  waiter.Add(NewMutex());
-  CHECK_THROWS_AS(waiter.Wait(0, 0, 0), Waiter::TooMuchObjectsException);
-}
-
 TEST_CASE("a wait ends with the object that ended it, or with null at its time") {
   SystemSession session;
   const LPtrRef<Mutex> held = NewMutex(), free = NewMutex(), abandoned = NewMutex();
