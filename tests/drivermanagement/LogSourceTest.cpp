@@ -57,11 +57,13 @@ TEST_CASE("a log source can have categories and parameters, too") {
   SystemSession session;
   const TestKey log(L"System\\CurrentControlSet\\Services\\Eventlog\\kvdel01 test log");
   BaseLogSource source(L"kvdel01 test log", L"kvtest", 3, 7, L"c", L"e", L"p");
-  CHECK(source.Install(1) == BaseObject::installDone);
-  CHECK(RegistryText(log.path) ==
-        R"(kvtest{CategoryCount=3 CategoryMessageFile=type2:"c" EventMessageFile=type2:"e" )"
-        R"(ParameterMessageFile=type2:"p" TypesSupported=7})");
-  CHECK(source.IsInstalledUpToDate() == 1);
-  log.Make(L"kvtest")->SetInt32Value(L"CategoryCount", 4);
-  CHECK(source.IsInstalledUpToDate() == 0);
+  for (const auto result : {BaseObject::installDone, BaseObject::installUpdated}) {
+    CHECK(source.Install(1) == result);
+    CHECK(RegistryText(log.path) ==
+          R"(kvtest{CategoryCount=3 CategoryMessageFile=type2:"c" EventMessageFile=type2:"e" )"
+          R"(ParameterMessageFile=type2:"p" TypesSupported=7})");
+    CHECK(source.IsInstalledUpToDate() == 1);
+    BaseLogSource(L"kvdel01 test log", L"kvtest", 4, 0, L"x", L"", L"x").Install(1);
+    CHECK(source.IsInstalledUpToDate() == 0);
+  }
 }
