@@ -3,14 +3,12 @@
 #include <optional>
 
 #include "app/EntryPoint.h"
-#include "app/Service.h"
 #include "support/Lines.h"
+#include "support/MachineSession.h"
 #include "support/ManagedMachine.h"
-#include "support/SystemSession.h"
 #include "support/Threads.h"
-#include "support/Throws.h"
+#include "system/WindowsApi.h"
 
-using Main::Service;
 using winsim::ServiceStatus;
 
 namespace {
@@ -156,29 +154,5 @@ TEST_CASE("a pass that fails at once ends as any other, a service that nobody he
     CHECK(session.Trace("CreateMutexW").size() == item.passes);
     CHECK(session.exitCode == 0);
     CHECK(Changes(before, Snapshot(session.machine)) == Lines{});
-  }
-}
-
-TEST_CASE("what keeps the host from the service manager is told, and no instance is left") {
-  SystemSession session;
-  const struct {
-    DWORD planned;
-    std::string thrown;
-  } cases[] = {
-      {0, Exactly<Service::NotServiceException>(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT)},
-      {120, Exactly<Service::NotServiceException>(120)},
-      {ERROR_INVALID_DATA, Exactly<Service::Exception>(ERROR_INVALID_DATA)},
-      {ERROR_SERVICE_ALREADY_RUNNING, Exactly<Service::Exception>(ERROR_SERVICE_ALREADY_RUNNING)},
-  };
-  for (const auto& item : cases) {
-    if (item.planned != 0) session.Machine().gate.FailFunction("StartServiceCtrlDispatcherW", item.planned);
-    CHECK(Thrown([] { Service::Run(); }) == item.thrown);
-    CHECK(Thrown([] { Service::Instance(); }) == "g_instance != 0");
-  }
-  try {
-    Service::Run();
-    FAIL("the process counts as a service");
-  } catch (const Service::Exception& exception) {
-    CHECK(std::string(exception.Function()) == "int __cdecl Main::Service::Run(void)");
   }
 }

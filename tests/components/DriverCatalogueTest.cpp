@@ -134,7 +134,7 @@ TEST_CASE("an installed driver has its image, entry, log source and claim, and n
   }
 }
 
-TEST_CASE("a loaded driver is asked for its state at its interface device and compared with the container") {
+TEST_CASE("a loaded driver is asked for its state, and told about clients, at its interface device") {
   for (const Driver& driver : Drivers) {
     CAPTURE(driver.name);
     DriverSession session(driver);
@@ -159,6 +159,16 @@ TEST_CASE("a loaded driver is asked for its state at its interface device and co
     CHECK(isAsExpected() == 0);
     const winsim::DeviceRequest request = {session.name + u"i", driver.stateCode, {}};
     CHECK(session.behaviour.requests == std::vector(2, request));
+
+    // A client that may not write the record.
+    InstallDriver(session.machine, session.name);
+    for (const char16_t* const key : {u"", u"\\LifeTime"})
+      session.machine.registry.Deny(ServiceKey(session.name) + key, KEY_WRITE);
+    session.behaviour.requests.clear();
+    session.behaviour.replies[0] = {};
+    session.manager->Touch();
+    CHECK(session.behaviour.requests.back().device == session.name + u"i");
+    CHECK(session.behaviour.requests.back().code == 0);
   }
 }
 
@@ -192,27 +202,6 @@ TEST_CASE("a driver's refusals to be opened are told apart, those that it does n
   }
 }
 
-TEST_CASE("a client that may not write the record is attached and detached by the driver itself") {
-  for (const Driver& driver : Drivers) {
-    CAPTURE(driver.name);
-    DriverSession session(driver);
-    InstallDriver(session.machine, session.name);
-    session.Load();
-    ClaimByFile(session.machine, session.name, u"client", u"C:\\elsewhere");
-    for (const char16_t* const key : {u"", u"\\LifeTime"}) {
-      session.machine.registry.Deny(ServiceKey(session.name) + key, KEY_WRITE);
-    }
-    session.behaviour.replies[0] = {};
-    CHECK(Thrown([&] { session.manager->Touch(); }) == "nothing");
-    CHECK_THROWS_AS(session.manager->Uninstall(1), LCommon::System::RegistryKey::AccessDeniedException);
-    std::vector<std::pair<std::u16string, std::uint32_t>> requests;
-    for (const winsim::DeviceRequest& request : session.behaviour.requests) {
-      requests.emplace_back(request.device, request.code);
-    }
-    CHECK(requests == std::vector(2, std::pair(session.name + u"i", std::uint32_t{0})));
-  }
-}
-
 TEST_CASE("an image that must carry a signature is up to date when it has a valid one") {
   using Bytes = std::vector<unsigned char>;
   Settings olderForPrograms = Settings::Windows2000();
@@ -222,9 +211,9 @@ TEST_CASE("an image that must carry a signature is up to date when it has a vali
     unsigned int mode;
     bool asked;
   } cases[] = {
-      {Settings::Windows10(), 0, false},  {Settings::Windows10(), 2, false},
-      {Settings::Windows10(), 1, true},   {Settings::Windows2000(), 0, false},
-      {Settings::Windows2000(), 1, true}, {olderForPrograms, 1, true},
+      {Settings::Windows10(), 0, false},
+      {Settings::Windows2000(), 1, true},
+      {olderForPrograms, 1, true},
       {Settings::WindowsNt4(), 1, false},
   };
   for (const auto& item : cases) {
@@ -260,25 +249,6 @@ TEST_CASE("an image that must carry a signature is up to date when it has a vali
     PutNumber(image, ImageOptionalHeader + 16, 4, 0x1001);  // the entry point
     CHECK(areUpToDate(image) == withoutSignature);
   }
-}
-
-TEST_CASE("an image that goes before its signature is read is not up to date; other failures pass") {
-  SystemSession session;
-  winsim::Machine& machine = session.Machine();
-  const auto container = LMakeRef<TestContainer>();
-  kvlnk03sys::Module module(container, 1);
-  machine.files.WriteFile(ImagePath(machine, u"kvlnk03"), container->body);
-  const auto outcome = [&](std::uint32_t error) {
-    machine.gate.FailFunction("CreateFileW", error, 1, 1);  // the first open reads the target system
-    unsigned int answer = 2;
-    const std::string thrown = Thrown([&] { answer = module.IsInstalledUpToDate(); });
-    CHECK(machine.gate.HasIntervened());
-    machine.gate.Restore();
-    return answer == 2 ? thrown : std::to_string(answer);
-  };
-  CHECK(outcome(2) == "0");
-  CHECK(outcome(3) == "0");
-  CHECK(outcome(32) == Exactly<File::SharingViolationException>(32));
 }
 
 TEST_CASE("the drivers that the removal builds do call by call what those of the named families do") {

@@ -2,8 +2,7 @@
 
 #include <doctest/doctest.h>
 
-#include <utility>
-
+#include "ScriptedObject.h"
 #include "drivermanagement/ActivationResults.h"
 #include "support/TestHeap.h"
 #include "support/Throws.h"
@@ -12,49 +11,18 @@ using namespace DriverManagement;
 
 namespace {
 
-// What scripted objects were asked, in order, each call followed by a blank.
-struct CallLog {
-  std::string text;
-  void Add(const std::string& call) { text += call + " "; }
-  std::string Take() { return std::exchange(text, std::string()); }
-};
-
-// A managed object that answers as the test says and logs what changes something.
-struct ScriptedObject : BaseObject {
-  CallLog& log;
-  const std::string name;
-  ActivateResult activates = activateDone;
-  DeactivateResult deactivates = deactivateDone;
-  unsigned int installed = 1, upToDate = 1;
-  InstallResult installs = installDone;
-  RemoveResult removes = removeDone;
-
-  ScriptedObject(CallLog& its, std::string called) : log(its), name(called) {}
-  ActivateResult Activate() override { return log.Add(name + ".Activate"), activates; }
-  DeactivateResult Deactivate() override { return log.Add(name + ".Deactivate"), deactivates; }
-  unsigned int IsInstalled() override { return installed; }
-  unsigned int IsInstalledUpToDate() override { return upToDate; }
-  InstallResult Install(unsigned int flags) override { return Log("Install", flags), installs; }
-  RemoveResult Remove(unsigned int flags) override { return Log("Remove", flags), removes; }
-  void Log(const char* call, unsigned int flags) {
-    log.Add(name + "." + call + "(" + std::to_string(flags) + ")");
-  }
-};
-
 // A driver whose instance is what the test says.
 struct Instance {
   unsigned int active, expected, starts, stops;
 };
 struct ScriptedDriver : BaseDriver {
-  CallLog& log;
   Instance instance = {};
 
-  explicit ScriptedDriver(CallLog& its) : log(its) {}
   BaseIndependedComplexObject& Components() { return *m_components; }
   unsigned int IsActive() override { return instance.active; }
   unsigned int IsActiveUpToDate() override { return instance.expected; }
-  unsigned int Start() override { return log.Add("Start"), instance.starts; }
-  unsigned int Stop() override { return log.Add("Stop"), instance.stops; }
+  unsigned int Start() override { return g_trace += "Start ", instance.starts; }
+  unsigned int Stop() override { return g_trace += "Stop ", instance.stops; }
 };
 
 // A start that has to wait gives the reboot form, any activation work makes an up-to-date object updated.
@@ -68,28 +36,27 @@ unsigned int ExpectedInstall(unsigned int installed, unsigned int activated) {
 }  // namespace
 
 TEST_CASE("installing activates afterwards and removing deactivates before, with combined results") {
-  CallLog log;
-  ScriptedObject object(log, "object");
-  ScriptedObject components(log, "parts");
+  TakeTrace();
+  Member object('o'), components('p');
   const LLocation here = L_HERE;
 
   for (unsigned int installed = 0; installed <= 5; ++installed) {
     for (unsigned int activated = 0; activated <= 5; ++activated) {
       CAPTURE(installed);
       CAPTURE(activated);
-      components.installs = static_cast<BaseObject::InstallResult>(installed);
-      object.activates = static_cast<BaseObject::ActivateResult>(activated);
+      components.answer = installed;
+      object.answer = activated;
       CHECK(InstallAndActivate(object, components, 0, here) == installed);
-      CHECK(log.Take() == "parts.Install(0) ");
+      CHECK(TakeTrace() == "p:Install(0) ");
       if (installed == 5 || (activated == 5 && installed % 2 == 0)) {
         CHECK_THROWS_AS(InstallAndActivate(object, components, 7, here), LMessageException);
-        log.Take();
+        TakeTrace();
         continue;
       }
       const bool restartFirst = installed == 1 || installed == 3;
       CHECK(InstallAndActivate(object, components, 7, here) ==
             (restartFirst ? installed : ExpectedInstall(installed, activated)));
-      CHECK(log.Take() == (restartFirst ? "parts.Install(7) " : "parts.Install(7) object.Activate "));
+      CHECK(TakeTrace() == (restartFirst ? "p:Install(7) " : "p:Install(7) o:Activate "));
     }
   }
 
@@ -98,41 +65,41 @@ TEST_CASE("installing activates afterwards and removing deactivates before, with
     for (unsigned int removed = 0; removed <= 3; ++removed) {
       CAPTURE(deactivated);
       CAPTURE(removed);
-      object.deactivates = static_cast<BaseObject::DeactivateResult>(deactivated);
-      components.removes = static_cast<BaseObject::RemoveResult>(removed);
+      object.answer = deactivated;
+      components.answer = removed;
       unsigned int result = 9;
       const auto remove = [&](unsigned int flags) {
         result = DeactivateAndRemove(object, components, flags, here);
       };
       CHECK(Thrown([&] { remove(0); }) == (removed == 3 ? "Unreachable point" : "nothing"));
       if (removed != 3) CHECK(result == removed);
-      CHECK(log.Take() == "parts.Remove(0) ");
+      CHECK(TakeTrace() == "p:Remove(0) ");
       const bool known = removed != 3 && deactivated != 3;
       CHECK(Thrown([&] { remove(7); }) == (known ? "nothing" : "Unreachable point"));
       if (known) CHECK(result == removal[deactivated][removed]);
-      if (known) CHECK(log.Take() == "object.Deactivate parts.Remove(7) ");
-      log.Take();
+      if (known) CHECK(TakeTrace() == "o:Deactivate p:Remove(7) ");
+      TakeTrace();
     }
   }
 }
 
 TEST_CASE("a driver starts, restarts and stops what its state calls for") {
   TestHeap heap;
-  CallLog log;
-  ScriptedDriver driver(log);
-  const auto parts = LMakeRef<ScriptedObject>(log, "parts");
+  ScriptedDriver driver;
+  const auto parts = LMakeRef<Member>('p');
   driver.Components().Add(parts);
 
   const auto check = [&](Instance instance, BaseObject::ActivateResult activates, std::string activation,
                          BaseObject::DeactivateResult deactivates) {
     driver.instance = instance;
     CHECK(driver.IsActiveMeet() == (instance.active == instance.expected));
+    TakeTrace();
     CHECK(driver.Activate() == activates);
-    CHECK(log.Take() == activation);
+    CHECK(TakeTrace() == activation);
     CHECK(driver.Deactivate() == deactivates);
-    CHECK(log.Take() == (instance.active ? "Stop " : ""));
+    CHECK(TakeTrace() == (instance.active ? "Stop " : ""));
     for (unsigned int present = 0; present <= 1; ++present) {
-      parts->installed = parts->upToDate = present;
+      parts->answer = present;
       CHECK(driver.IsInstalled() == (present | instance.active));
       CHECK(driver.IsInstalledUpToDate() == (present & instance.expected));
     }

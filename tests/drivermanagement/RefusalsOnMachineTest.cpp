@@ -6,7 +6,6 @@
 #include "drivermanagement/LegacyDeviceNode.h"
 #include "drivermanagement/Lock.h"
 #include "drivermanagement/LogSource.h"
-#include "drivermanagement/Module.h"
 #include "support/Lines.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
@@ -85,13 +84,6 @@ TEST_CASE("a failing search changes nothing and keeps the error") {
   CHECK(machine.deviceNodes.Instances(std::nullopt).size() == 2);
 }
 
-TEST_CASE("without setup functions nothing can be removed") {
-  winsim::Settings settings;
-  settings.missingModules.insert(u"setupapi.dll");
-  SystemSession session(settings);
-  CHECK(RemoveNode() == "failed with 120");
-}
-
 TEST_CASE(
     "a file that vanishes meanwhile is no failure, a refusal to look at it is, and nothing is scheduled") {
   SystemSession session;
@@ -105,18 +97,6 @@ TEST_CASE(
   CHECK(machine.files.Exists(u"C:\\drv.sys"));
   CHECK(session.Trace("MoveFileExW").empty());
   CHECK(session.Trace("SetFileAttributesW").empty());  // it is not read-only
-}
-
-TEST_CASE("a module whose version cannot be read is not up to date") {
-  SystemSession session;
-  const TestFile file;
-  file.Write(BuildImage({}));
-  BasePeModule module(file.name, LMakeRef<TestContainer>());
-  CHECK(module.IsInstalledUpToDate() == 1);
-  for (const char* const function : {"GetFileVersionInfoSizeA", "GetFileVersionInfoA", "VerQueryValueA"}) {
-    session.Machine().gate.FailFunction(function, 1812);
-    CHECK(module.IsInstalledUpToDate() == 0);
-  }
 }
 
 TEST_CASE("everybody may open the lock; where its global name is refused it is the plain one") {

@@ -4,6 +4,7 @@
 
 #include "ServiceEntry.h"
 #include "support/SystemSession.h"
+#include "support/Throws.h"
 #include "support/Utf8.h"
 #include "system/Manager.h"
 #include "system/ServiceControl.h"
@@ -54,6 +55,15 @@ TEST_CASE("an entry that differs in what the registration fixes is reconfigured"
   check("description", true, FullEntry, [](Entry& entry) { entry.description = L"Other words"; });
   check("another image", false, FullEntry, [](Entry& entry) { entry.image = L"system32\\drivers\\x.sys"; });
   check("another account", false, Win32Entry, [](Entry& e) { e.account = L"NT AUTHORITY\\LocalService"; });
+  const auto dependencies = [](std::initializer_list<const wchar_t*> names) {
+    return [=](Entry& entry) { entry.dependencies = Names(names); };
+  };
+  const auto two = [] { return Entry{.dependencies = Names({L"a", L"b"})}; };
+  check("letter case of dependencies", true, two, dependencies({L"A", L"B"}));
+  check("order of dependencies", false, two, dependencies({L"b", L"a"}));
+  check("a dependency too few", false, two, dependencies({L"a"}));
+  check("a dependency too many", false, two, dependencies({L"a", L"b", L"c"}));
+  check("dependencies that are left open", true, FullEntry, dependencies({L"a"}));
   check("letter case of the account", true, Win32Entry, [](Entry& e) { e.account = L"LOCALSYSTEM"; });
   check("the expanded image", true, Win32Entry,
         [](Entry& entry) { entry.image = InWindows(L"SYSTEM32\\kvtest.exe svc"); });
@@ -106,13 +116,9 @@ TEST_CASE("an entry marked for deletion blocks installing until the restart") {
   CHECK(registration->Remove(1) == BaseObject::removeDone);
   CHECK(registration->Purge(1) == BaseObject::purgeDoneReboot);
   CHECK(registration->IsInstalled() == 1);
-  try {
-    Registration(FullEntry())->Install(1);
-    FAIL("installed over an entry marked for deletion");
-  } catch (const BaseObject::NeedRebootImmediatelyException& exception) {
-    CHECK(exception.Line() == 287);
-    CHECK(std::string(exception.Function()) ==
-          "enum DriverManagement::BaseObject::InstallResult __cdecl "
-          "DriverManagement::BaseServiceRegistration::Install(unsigned int)");
-  }
+  const auto install = [] { Registration(FullEntry())->Install(1); };
+  CHECK(Thrown(install) == Exactly<BaseObject::NeedRebootImmediatelyException>());
+  CHECK(ThrownIn(install) ==
+        "enum DriverManagement::BaseObject::InstallResult __cdecl "
+        "DriverManagement::BaseServiceRegistration::Install(unsigned int)");
 }

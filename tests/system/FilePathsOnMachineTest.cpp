@@ -75,3 +75,13 @@ TEST_CASE("the volume of a path follows from its spelling where the platform can
     }
   }
 }
+
+TEST_CASE("a path and what a drive stands for are read whole, however long they are") {
+  SystemSession session;
+  for (const std::string& path :
+       {"C:\\" + std::string(251, 'd'), "C:\\" + std::string(250, 'd') + "\\" + std::string(250, 'd')}) {
+    CHECK(Utf8(File::GetFullPath(Utf16(path + "/x/.."))) == path);
+    session.Machine().files.Substitute(u'X', MachineText(Utf16(path)));
+    CHECK(Utf8(File::GetDeviceMapping(L"X:")) == "\\??\\" + path);
+  }
+}
