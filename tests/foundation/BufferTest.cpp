@@ -11,7 +11,6 @@
 
 namespace {
 
-using Storage = LDynamicStorage<unsigned char, 16, 256, 0>;
 using Bytes = std::vector<unsigned char>;
 
 Bytes BytesOf(const LBuffer& buffer) {
@@ -29,55 +28,6 @@ std::string TextOf(const LBuffer& buffer) {
 }
 
 }  // namespace
-
-TEST_CASE("the capacity of a block follows its size") {
-  TestHeap heap;
-  constexpr unsigned int Capacities[][2] = {{1, 16},    {16, 16},   {17, 32},   {32, 32},      {33, 64},
-                                            {64, 64},   {65, 128},  {128, 128}, {129, 256},    {256, 256},
-                                            {257, 272}, {272, 272}, {273, 288}, {70000, 70000}};
-  for (const auto& [size, capacity] : Capacities) {
-    Storage* const storage = Storage::NewStorage(size);
-    CHECK(storage->Capacity() == capacity);
-    CHECK(storage->Size() == size);
-    CHECK(storage->GetRefCount() == 1);
-    CHECK(heap.NewestSize() == sizeof(Storage) + capacity);
-    Storage::Release(storage);
-  }
-  CHECK_THROWS_AS(Storage::NewStorage(0xFFFFFFFF), std::bad_alloc);
-  CHECK_THROWS_AS(Storage::NewStorage(0xFFFFFFF0), std::bad_alloc);
-}
-
-TEST_CASE("a sole holder's block stays exactly while the rule says so") {
-  TestHeap heap;
-  const LBuffer other = Text("abc");
-  const auto check = [&](const char* name, unsigned int allocated, auto change) {
-    CAPTURE(name);
-    LBuffer buffer = Text("0123456789");
-    const unsigned int before = heap.Allocations();
-    change(buffer);
-    CHECK(heap.Allocations() - before == allocated);
-    CHECK(heap.Blocks() == (buffer.IsEmpty() || buffer.Data() == other.Data() ? 1 : 2));
-  };
-  check("SetSize within the capacity", 0, [](LBuffer& b) { b.SetSize(16); });
-  check("SetSize beyond it", 1, [](LBuffer& b) { b.SetSize(17); });
-  check("SetSize below the size, same capacity", 0, [](LBuffer& b) { b.SetSize(1); });
-  check("Assign within the capacity", 0, [](LBuffer& b) { b.Assign("0123456789abcdef", 16); });
-  check("Assign of less", 1, [](LBuffer& b) { b.Assign("012345678", 9); });
-  check("Assign beyond the capacity", 1, [](LBuffer& b) { b.Assign("0123456789abcdefg", 17); });
-  check("Insert within the capacity", 0, [](LBuffer& b) { b.Insert(5, "abc", 3); });
-  check("Insert beyond it", 1, [](LBuffer& b) { b.Insert(10, "7 bytes", 7); });
-  check("writing", 0, [](LBuffer& b) { LBufferLock(b).Data()[0] = 'x'; });
-  check("writing a shared block", 1, [](LBuffer& b) {
-    const LBuffer original = b;
-    LBufferLock(b).Data()[0] = 'x';
-    CHECK(TextOf(original) == "0123456789");
-  });
-  check("sharing another", 0, [&](LBuffer& b) { b = other; });
-  check("emptying", 0, [](LBuffer& b) { b.SetSize(0); });
-  LBuffer large = Text(std::string(300, 'x'));
-  large.SetSize(20);
-  CHECK(heap.NewestSize() == sizeof(Storage) + 32);
-}
 
 TEST_CASE("buffers that share and change blocks behave like separate byte vectors") {
   TestHeap heap;

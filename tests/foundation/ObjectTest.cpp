@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "foundation/Buffer.h"
-#include "foundation/ClassArray.h"
 #include "foundation/PtrRef.h"
 #include "support/AtOnce.h"
 #include "support/TestHeap.h"
@@ -52,25 +51,6 @@ struct Unwilling : LRefObject {
 
 }  // namespace
 
-TEST_CASE("references are taken and given back exactly where pointers change") {
-  TestHeap heap;
-  TakeLog();
-  {
-    LPtrRef<Logged> a(new Logged('a')), copy = a, moved = std::move(copy);
-    CHECK(TakeLog() == "a+ ");
-    CHECK_FALSE(copy.Valid());
-    a = LMakeRef<Logged>('b');
-    CHECK(TakeLog() == "a- ");
-    moved = a;
-    CHECK(TakeLog() == "b+ a- a~ ");
-    moved = *&moved;
-    CHECK(TakeLog() == "b+ b- ");
-    copy = a = nullptr;
-    CHECK(TakeLog() == "b- ");
-  }
-  CHECK(TakeLog() == "b- b~ ");
-}
-
 TEST_CASE("an object reached along two paths has one count") {
   TestHeap heap;
   TakeLog();
@@ -84,26 +64,6 @@ TEST_CASE("an object reached along two paths has one count") {
     CHECK_FALSE(LDynamicCast<Logged>(LPtrRef<Side>()).Valid());
   }
   CHECK(TakeLog() == "x- x- x- x~ ");
-}
-
-TEST_CASE("an array moves its references without touching the counts") {
-  TestHeap heap;
-  TakeLog();
-  {
-    LClassArray<LPtrRef<Logged>, LPtrRef<Logged>, 2> array;
-    for (const char name : {'a', 'b', 'c', 'd'})
-      array.Append(LMakeRef<Logged>(name));
-    CHECK(TakeLog() == "a+ a- b+ b- c+ c- d+ d- ");
-    array.SetSize(9);
-    CHECK(TakeLog() == "");
-    array.Remove(0);
-    CHECK(TakeLog() == "a- a~ ");
-    const auto copy = array;
-    CHECK(TakeLog() == "b+ c+ d+ ");
-    array.SetSize(1);
-    CHECK(TakeLog() == "c- d- ");
-  }
-  CHECK(TakeLog() == "b- c- c~ d- d~ b- b~ ");
 }
 
 TEST_CASE("a pointer has its new value before its old target goes") {

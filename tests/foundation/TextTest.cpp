@@ -60,32 +60,6 @@ TEST_CASE("equality of two texts ignores the case of ASCII letters only") {
   CHECK(TerminatorOnly() == LUnicodeString());
 }
 
-TEST_CASE("comparing with zero-terminated text is exact") {
-  TestHeap heap;
-  const LUnicodeString text = L"abc";
-  CHECK((text == L"abc"));
-  for (const wchar_t* other : {L"ABC", L"ab", L"abcd", L"abd", L"", static_cast<const wchar_t*>(nullptr)})
-    CHECK_FALSE((text == other));
-  CHECK((LUnicodeString() == L""));
-  CHECK((LUnicodeString(L"") == static_cast<const wchar_t*>(nullptr)));
-  CHECK_FALSE((TerminatorOnly() == L""));
-  CHECK_FALSE((LUnicodeString(L"a\0b", 3) == L"a"));
-}
-
-TEST_CASE("texts are made from pointers, counts and bytes") {
-  TestHeap heap;
-  CHECK(LUnicodeString(L"abc", 0).Data() == nullptr);
-  const LUnicodeString text(L"abcd", 3);
-  CHECK(Utf8(text) == "abc");
-  CHECK(text.Buffer().Size() == 8);
-  CHECK(text.Data()[3] == 0);
-  constexpr std::tuple<const char*, unsigned int, const char*> Cases[] = {
-      {"", 0, ""},         {"\0\0", 2, ""},        {"a", 1, ""},    {"a\0b", 3, "a"},
-      {"a\0b\0", 4, "ab"}, {"a\0\0\0c\0", 6, "a"}, {"\0a", 2, "愀"}};
-  for (const auto& [data, size, expected] : Cases)
-    CHECK(Utf8(LUnicodeString::FromZeroTerminated(LBuffer(data, size))) == expected);
-}
-
 TEST_CASE("taking, deleting and joining parts") {
   TestHeap heap;
   constexpr std::tuple<unsigned int, unsigned int, const char*, const char*> Parts[] = {
@@ -126,9 +100,7 @@ TEST_CASE("a unit is written in place within the stored text only") {
   const std::string tooHigh = "( index + 1 ) * sizeof( wchar_t ) <= m_buffer.Size()";
   for (const unsigned int index : {4u, 0x7FFFFFFFu, ~0u})
     CHECK(Thrown([&] { text[index]; }) == tooHigh);
-  for (const int index : {-1, 4, 0x7FFFFFFF})
-    CHECK(Thrown([&] { text[index]; }) == "index >= 0 && " + tooHigh);
-  CHECK(Thrown([&] { LUnicodeString()[0u]; }) == tooHigh);
+  CHECK(Thrown([&] { text[-1]; }) == "index >= 0 && " + tooHigh);
 }
 
 TEST_CASE("a text that cannot grow stays as it was") {
@@ -172,25 +144,18 @@ TEST_CASE("8-bit and wide text convert both ways with the installed conversion")
 TEST_CASE("8-bit text is written only while nobody shares it") {
   TestHeap heap;
   LString text("abcdef", 3);
-  CHECK(std::string(text.str()) == "abc");
   LString copy = text;
   CHECK(Thrown([&] { text.str(); }) == "string->GetRefCount()==1||string->GetRefCount()==-1");
   copy.Lock()[3] = 'x';
   copy.str()[0] = 'X';
   CHECK(Thrown([&] { LString other(copy); }) == "!string.IsLocked()");
-  CHECK(Thrown([&] { text = copy; }) == "!string.IsLocked()");
   CHECK(Thrown([&] { copy.Lock(); }) == "m_refscount != ~0u");
   copy.Unlock();
-  CHECK(Thrown([&] { copy.Unlock(); }) == "m_refscount == ~0");
   CHECK(std::string(copy.str()) == "Xbc");
   CHECK(std::string(text.str()) == "abc");
-
   text = copy;
   text.SetLength(2);
   text.SetLength(40);
   CHECK(std::string(text.str(), 2) == "Xb");
   CHECK(text.str()[40] == '\0');
-  text.SetLength(0);
-  CHECK(text.str() == nullptr);
-  CHECK(std::string(copy.str()) == "Xbc");
 }

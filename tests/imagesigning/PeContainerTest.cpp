@@ -1,7 +1,5 @@
 #include "imagesigning/PeContainer.h"
 
-#include <algorithm>
-
 #include "imagesigning/Cases.h"
 #include "imagesigning/InvalidImageException.h"
 #include "imagesigning/PeImage.h"
@@ -78,31 +76,6 @@ TEST_CASE("a file of the accepted form is loaded, and the first broken rule refu
     description.directoryCount = directories;
     description.sections.resize(96);
     CHECK_NOTHROW(Load(BuildImage(description)));
-  }
-}
-
-TEST_CASE("the image in memory is the headers and each section at its address, padded with zeros") {
-  const TestHeap heap;
-  for (const bool plus : {true, false}) {
-    CAPTURE(plus);
-    const FileBytes file = Sample(plus);
-    FileBytes expected(0x5000);
-    std::copy_n(file.begin(), 0x200, expected.begin());
-    std::fill_n(expected.begin() + 0x1000, 0x20, 0xC3);
-    std::fill_n(expected.begin() + 0x2000, 0x1400, 0xDA);  // all of the data, beyond the virtual size
-    CHECK(Load(file) == expected);
-
-    // Headers reach to the first data that there is; without any they end with the section table.
-    const FileBytes onlyData = Edited(file, {{ImageSectionHeader(file, 0) + 16, 8, 0}});
-    std::copy_n(onlyData.begin(), 0x400, expected.begin());
-    std::fill_n(expected.begin() + 0x1000, 0x20, 0);
-    CHECK(Load(onlyData) == expected);
-    const std::uint32_t tableEnd = ImageSectionHeader(file, 3);
-    const FileBytes noData =
-        Edited(onlyData, {{ImageSectionHeader(file, 1) + 16, 8, 0}, {tableEnd, 1, 0xEE}});
-    expected.assign(expected.size(), 0);
-    std::copy_n(noData.begin(), tableEnd, expected.begin());
-    CHECK(Load(noData) == expected);
   }
 }
 

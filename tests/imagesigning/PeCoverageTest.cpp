@@ -68,31 +68,6 @@ TEST_CASE("an image that keeps the rules is covered, and the first broken rule r
   CHECK(rule(Edited(SampleImage(false), {{Entries, 2, 0xA410}})) == PeRule::relocationType);
 }
 
-TEST_CASE("what loaders and tools change counts as zeros") {
-  const TestHeap heap;
-  using Bounds = std::vector<std::uint32_t>;
-  // The ranges that differ: the end of the header fields, and from the section table to .rdata's thunk
-  // arrays.
-  const auto check = [](bool plus, std::uint32_t fieldsEnd, const Bounds& middle, const Edits& edits) {
-    Bounds expected = {0, 70, 72, 84, 86, 104, 108, 120, 128, fieldsEnd};
-    expected.insert(expected.end(), middle.begin(), middle.end());
-    expected.insert(expected.end(), {0x800, 0x1000, 0x1014, ImageEnd});
-    const PeCoverage coverage = ReadCoverage(View(Edited(SampleImage(plus), edits)));
-    Bounds bounds;
-    for (const PeRange& range : coverage.zeros) {
-      bounds.insert(bounds.end(), {range.begin, range.end});
-    }
-    CHECK((coverage.size == ImageEnd && bounds == expected));
-  };
-  check(true, 196, {568, 0x400, 0x5E0, 0x600, 0x7B0, 0x7E0}, {{Signature + 7, 1, '9'}});
-  check(false, 180, {552, 0x400, 0x5E0, 0x600, 0x798, 0x7B0}, {});
-  // Lookup tables stand in for missing thunk arrays; arrays may overlap, off entries too, and lie in headers.
-  check(true, 196, {568, 0x400, 0x5E0, 0x600, 0x6C0, 0x6E0, 0x7B8, 0x7D0},
-        {{Thunks, 4, 0}, {Thunks + 20, 4, 0x7B8}});
-  check(true, 196, {568, 0x400, 0x5E0, 0x600, 0x7AB, 0x7D0}, {{Thunks, 4, 0x7AB}, {Thunks + 20, 4, 0x7B8}});
-  check(true, 196, {206, 222, 568, 0x400, 0x5E0, 0x600, 0x7B0, 0x7D0}, {{Thunks + 20, 4, 206}});
-}
-
 TEST_CASE("200,000 descriptors that share a thunk array of 6 MB are read in one pass") {
   const TestHeap heap;
   constexpr std::uint32_t count = 200'000, thunks = 1'500'000;

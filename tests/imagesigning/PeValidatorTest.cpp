@@ -81,29 +81,6 @@ TEST_CASE("a signed image is valid until something changes that the signature co
   CheckEdits(sample, cases, Validity);
 }
 
-TEST_CASE("the last byte of the signed block says how many bytes before it are anybody's") {
-  SystemSession session;
-  FileBytes sample = BuildImage(SampleDriver(false));
-  static const struct {
-    unsigned char k;
-    std::size_t from, to;  // bytes of the block that are changed
-    const char* expected;
-  } blocks[] = {{0, 127, 127, "valid"},
-                {63, 64, 126, "valid"},
-                {64, 126, 126, "not valid"},
-                {0, 126, 126, "not valid"}};
-  for (const auto& each : blocks) {
-    CAPTURE(&each - blocks);
-    SignatureBlock block = DigestBlock(sample);
-    for (std::size_t index = each.from; index <= each.to; ++index) {
-      block[index] ^= 0x5A;
-    }
-    block[127] = each.k;
-    SignImage(sample, block);
-    CHECK(Validity(sample) == each.expected);
-  }
-}
-
 TEST_CASE("the file's own errors pass, and a signature of another size is the caller's") {
   using namespace LCommon::System;
   SystemSession session;

