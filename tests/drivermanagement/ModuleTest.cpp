@@ -2,7 +2,6 @@
 
 #include <doctest/doctest.h>
 
-#include <optional>
 
 #include "drivermanagement/PeTarget.h"
 #include "support/SystemSession.h"

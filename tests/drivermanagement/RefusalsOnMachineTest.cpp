@@ -2,13 +2,13 @@
 
 #include <utility>
 
+#include "drivermanagement/Containers.h"
 #include "drivermanagement/File.h"
 #include "drivermanagement/LegacyDeviceNode.h"
 #include "drivermanagement/Lock.h"
 #include "drivermanagement/LogSource.h"
 #include "support/Lines.h"
 #include "support/SystemSession.h"
-#include "support/TestContainer.h"
 #include "support/TestFile.h"
 #include "support/TestKey.h"
 #include "system/LogSource.h"

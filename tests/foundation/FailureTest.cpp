@@ -9,18 +9,18 @@
 
 namespace {
 
-/// Three blocks in a row; resizes in place up to `capacity`, knows sizes only when told to.
+/// Two blocks; resizes in place up to `capacity`.
 struct SmallManager : MemoryManager, LHeapLock {
   bool ResizeInPlace(void*, unsigned int size) override { return size <= capacity; }
-  void* Allocate(unsigned int) override { return next < 3 ? blocks[next++] : nullptr; }
-  unsigned int Size(void* block) override { return knowsSizes ? 4 : MemoryManager::Size(block); }
+  void* Allocate(unsigned int) override { return std::exchange(next, nullptr); }
+  unsigned int Size(void*) override { return 4; }
   void Free(void* block) override { freed = block; }
   void Enter() override {}
   void Leave() override {}
 
-  char blocks[3][16] = {"abcdefgh", "--------", "--------"};
-  unsigned int next = 1, capacity = 0;
-  bool knowsSizes = true;
+  char blocks[2][16] = {"abcdefgh", "--------"};
+  char* next = blocks[1];
+  unsigned int capacity = 12;
   void* freed = nullptr;
 };
 
@@ -47,21 +47,12 @@ TEST_CASE("a block is resized in place, moves, or fails as bad_alloc and stays")
   SmallManager manager;
   LInstallHeap(&manager, &manager);
   char* const first = manager.blocks[0];
-  manager.capacity = 12;
   CHECK(LReallocate(first, 12) == first);
   CHECK(LReallocate(first, 13) == manager.blocks[1]);
   CHECK(std::string(manager.blocks[1]) == "abcd----");
   CHECK(std::exchange(manager.freed, nullptr) == first);
-  manager.knowsSizes = false;
-  CHECK(manager.Reallocate(first, 13) == nullptr);
-  CHECK(manager.ReallocateTyped(1, first, 12) == first);
-  CHECK(manager.SizeTyped(1, first) == MemoryManager::UnknownSize);
-  CHECK(manager.AllocateTyped(1, 2) == manager.blocks[2]);
-  manager.knowsSizes = true;
   CHECK_THROWS_AS(LReallocate(first, 13), std::bad_alloc);
   LFree(nullptr);
   CHECK(manager.freed == nullptr);
-  manager.FreeTyped(1, first);
-  CHECK(manager.freed == first);
   LInstallHeap(nullptr, nullptr);
 }

@@ -18,17 +18,6 @@ inline std::string TraceText(const SystemSession& session, const char* function)
   return text;
 }
 
-/// The last arguments of the calls of `function` since the trace was started: where it fills a buffer, the
-/// room in it.
-inline std::string Rooms(const SystemSession& session, const char* function) {
-  std::string rooms;
-  for (const std::string& line : session.Trace(function)) {
-    const std::size_t start = line.rfind(", ") + 2;
-    rooms += line.substr(start, line.rfind(')') - start) + " ";
-  }
-  return rooms;
-}
-
 /// What an operation does when its platform call fails with a code: `Thrown` text.
 struct ErrorCase {
   unsigned int code;

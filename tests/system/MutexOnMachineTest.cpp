@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <tuple>
-#include <typeinfo>
 #include <vector>
 
 #include "support/Threads.h"

@@ -3,7 +3,6 @@
 #include <doctest/doctest.h>
 #include <malloc.h>
 
-#include <algorithm>
 #include <new>
 #include <tuple>
 #include <typeinfo>
