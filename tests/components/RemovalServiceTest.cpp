@@ -13,7 +13,6 @@
 using namespace DriverManagement;
 using Gen4::WinNT::kvdel01::Manager;
 using LCommon::System::WindowsErrorException;
-using ProjectSpecific::SelfManager;
 
 namespace {
 
@@ -140,28 +139,4 @@ TEST_CASE("a component that is still needed is not touched, one that is not goes
   session.EndWith(0);
   CHECK(session.manager->Uninstall(1) == BaseObject::uninstallDone);
   CHECK(Changes(bare, Snapshot(session.machine)) == Lines{});
-}
-
-TEST_CASE("the service itself asks the drivers in order, up to the first that has not expired") {
-  const Lines names = {"kvlnk03", "kvlnk04", "kvvol02", "kvaux02", "kvenv01", "kvenv01a"};
-  for (std::size_t claimed = 0; claimed <= names.size(); ++claimed) {
-    CAPTURE(claimed);
-    ServiceSession session;
-    for (std::size_t index = claimed; index < names.size(); ++index) {
-      InstallDriver(session.machine, ManagedDrivers[index]);
-      ClaimByTime(session.machine, ManagedDrivers[index], u"client", 0);
-    }
-    SelfManager self(LMakeRef<NullPeModuleContainer>());
-    session.machine.gate.StartTrace();
-    CHECK(self.IsExpired() == (claimed == names.size()));
-    Lines asked;
-    for (const std::string& line : session.Trace("RegOpenKeyExW")) {
-      for (const std::string& name : names) {
-        if (line.find("\\Services\\" + name + "\"") != line.npos) asked.push_back(name);
-      }
-    }
-    CHECK(asked == Lines(names.begin(),
-                         names.begin() + static_cast<std::ptrdiff_t>(std::min(claimed + 1, names.size()))));
-    CHECK(session.Trace("CreateProcessW") == Lines{});
-  }
 }

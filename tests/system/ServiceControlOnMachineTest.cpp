@@ -63,31 +63,6 @@ TEST_CASE("every service error becomes the exception of its operation") {
   CHECK(Thrown([&] { service->Start(); }) == marked.outcome);
 }
 
-TEST_CASE(
-    "a tag is handed back, and dependencies are passed as one list and kept where a change names none") {
-  SystemSession session;
-  LUnicodeStringArray dependencies;
-  dependencies.Append(L"a");
-  dependencies.Append(L"b2");
-  unsigned int tag = 0, newTag = 0;
-  const LPtrRef<Service> service = Service::Create(
-      OpenManager(), L"test", L"", SERVICE_ALL_ACCESS, Service::typeKernelDriver, Service::startBoot,
-      Service::errorControlNormal, L"C:\\x.sys", L"Group", &tag, dependencies, L"", L"");
-  CHECK(tag != 0);
-  CHECK(service->QueryConfig()->tagId == tag);
-  const winsim::RegistryValue* stored =
-      session.Machine().registry.GetValue(winsim::ServiceDatabase::KeyPath(u"test"), u"DependOnService");
-  REQUIRE(stored != nullptr);
-  CHECK(std::string(stored->data.begin(), stored->data.end()) == std::string("a\0\0\0b\0002\0\0\0\0\0", 12));
-  service->ChangeConfig(L"", Service::typeKernelDriver, Service::startBoot, Service::errorControlNormal, L"",
-                        L"Other", &newTag, {}, L"", L"");
-  const LUnicodeStringArray kept = service->QueryConfig()->dependencies;
-  REQUIRE(kept.Length() == 2);
-  CHECK(Utf8(kept[0]) + Utf8(kept[1]) == "ab2");
-  CHECK(newTag != 0);
-  CHECK(service->QueryConfig()->tagId == newTag);
-}
-
 TEST_CASE("a configuration is read with the size that the manager reports, or else with twice the room") {
   SystemSession session;
   const std::string path(1000, 'p');
