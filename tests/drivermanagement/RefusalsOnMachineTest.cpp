@@ -113,8 +113,6 @@ TEST_CASE("everybody may open the lock; where its global name is refused it is t
   CHECK(session.Trace("CreateMutexW") ==
         Lines{R"(CreateMutexW(0, "Global\{E06A1434-144A-4C05-B8EA-F3E3F4216C47}") = 5)",
               R"(CreateMutexW(0, "{E06A1434-144A-4C05-B8EA-F3E3F4216C47}"))"});
-  gate.FailFunction("CreateMutexW", 5, 2);
-  CHECK_THROWS_AS(LMakeRef<Lock>(), Mutex::AccessDeniedException);
   gate.FailFunction("CreateMutexW", 8);
   CHECK_THROWS_AS(LMakeRef<Lock>(), Mutex::Exception);
 }

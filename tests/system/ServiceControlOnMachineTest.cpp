@@ -70,19 +70,3 @@ TEST_CASE("a configuration is read with the size that the manager reports, or el
   session.Machine().gate.FailFunction("QueryServiceConfigW", 122, 2);  // without a size
   CHECK(Utf8(service->QueryConfig()->binaryPathName) == path);
 }
-
-TEST_CASE("a service allows what it was opened for, and is closed before the manager that it keeps open") {
-  SystemSession session;
-  Create(OpenManager(), L"test");
-  LPtrRef<Manager> manager = Manager::Open(SC_MANAGER_CONNECT);
-  const auto denied = Exactly<Service::AccessDeniedException>(5);
-  CHECK(Thrown([&] { Create(manager, L"other"); }) == denied);
-  LPtrRef<Service> reader = Service::Open(manager, L"test", SERVICE_QUERY_CONFIG);
-  session.Machine().gate.StartTrace();
-  manager = nullptr;
-  CHECK(Thrown([&] { reader->Delete(); }) == denied);
-  CHECK(session.Trace("CloseServiceHandle").empty());
-  reader = nullptr;
-  CHECK(TraceText(session, "CloseServiceHandle") ==
-        "CloseServiceHandle(service test)\nCloseServiceHandle(service manager)\n");
-}
