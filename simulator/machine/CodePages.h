@@ -16,7 +16,8 @@ class CodePage {
  public:
   static constexpr std::uint32_t Utf8 = 65001;
 
-  /// The page of that number: 437, 850, 1250 to 1258, 932, 936, 949, 950 or 65001; null for any other.
+  static constexpr const char* KnownNumbers = "437, 850, 932, 936, 949, 950, 1250 to 1258 or 65001";
+  /// The page of one of those numbers; null for any other.
   static const CodePage* Find(std::uint32_t number);
 
   std::uint32_t Number() const { return m_number; }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <map>
 #include <stdexcept>
@@ -61,7 +62,7 @@ void LoadHostTree(const fs::path& hostFolder, FileSystem& files, const std::u16s
                                    (fs::is_symlink(status) ? "symbolic link" : "special file") +
                                    "; expected files and folders only");
     } else if (access(entry.c_str(), R_OK) != 0) {
-      throw MachineFolderError(entry, 0, "cannot be read");
+      throw MachineFolderError(entry, 0, "cannot be read: " + std::generic_category().message(errno));
     } else {
       files.AddHostFile(fullPath, entry.string(), fs::file_size(entry));
     }

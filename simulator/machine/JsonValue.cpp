@@ -1,10 +1,12 @@
 #include "machine/JsonValue.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <system_error>
 
 #include "machine/MachineFolderError.h"
 #include "machine/Text.h"
@@ -56,13 +58,13 @@ class MemberCheck {
 }  // namespace
 
 json ParseJsonFile(const std::filesystem::path& file, std::string& text) {
-  if (!std::filesystem::exists(file)) {
+  if (file.empty()) {
     return json::object();
   }
   std::ifstream stream(file, std::ios::binary);
   text.assign(std::istreambuf_iterator<char>(stream), {});
   if (!stream) {
-    throw MachineFolderError(file, 0, "cannot be read");
+    throw MachineFolderError(file, 0, "cannot be read: " + std::generic_category().message(errno));
   }
   try {
     MemberCheck check;

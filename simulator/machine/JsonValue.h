@@ -12,7 +12,7 @@
 
 namespace winsim {
 
-/// Parses a JSON file that may be missing (an empty object then). Throws MachineFolderError with the line for
+/// Parses a JSON file; an empty object for an empty name. Throws MachineFolderError with the line for
 /// a file that is not JSON, or that gives a member twice.
 nlohmann::json ParseJsonFile(const std::filesystem::path& file, std::string& text);
 

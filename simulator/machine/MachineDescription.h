@@ -29,6 +29,7 @@ struct MachineDescription {
   Settings settings;
   /// The file names the Windows directory; otherwise its spelling is that on the disk.
   bool namesWindowsDirectory = false;
+  bool namesAnsiCodePage = false;
   std::map<std::u16string, std::u16string> environment;
 
   std::map<char16_t, DriveKind> drives;
@@ -50,12 +51,12 @@ struct MachineDescription {
   std::string document;
 };
 
-/// Reads machine.json; an ordinary Windows 10 machine when there is no such file. Unknown members, members of
+/// Reads machine.json; an ordinary Windows 10 machine for an empty name. Unknown members, members of
 /// a wrong type and members given twice are refused. Throws MachineFolderError.
 MachineDescription ReadMachineJson(const std::filesystem::path& file);
 
 /// The text of machine.json for the machine as it is now: what was read, the attributes of the files as they
-/// are, and no refusals of keys that are gone. Empty when there is nothing to say.
+/// are, and nothing about keys and services that are gone. Empty when there is nothing to say.
 std::string FormatMachineJson(const MachineDescription& description, Machine& machine);
 
 }  // namespace winsim

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "machine/ControlSets.h"
 #include "machine/HostTree.h"
 
 namespace winsim {
@@ -39,6 +40,23 @@ std::u16string SpelledAsOnDisk(const fs::path& folder, const std::u16string& win
     }
   }
   return windowsDirectory;
+}
+
+/// The entry of that name without regard to case; empty without one.
+fs::path Named(const char* name, const std::vector<fs::path>& entries) {
+  fs::path found;
+  for (const fs::path& entry : entries) {
+    if (!EqualsIgnoringCase(FromUtf8(entry.filename().string()), FromUtf8(name))) {
+      continue;
+    }
+    if (!found.empty()) {
+      throw MachineFolderError(entry, 0,
+                               "has the name of " + found.filename().string() +
+                                   " but for the case of letters; expected one of the two");
+    }
+    found = entry;
+  }
+  return found;
 }
 
 /// A folder of the host that goes with its contents unless it is kept.
@@ -75,8 +93,8 @@ bool IsWithin(const fs::path& path, const fs::path& folder) {
 
 }  // namespace
 
-MachineFolder::MachineFolder(fs::path folder, MachineDescription description, std::uint64_t startTime)
-    : m_folder(std::move(folder)), m_description(std::move(description)) {
+MachineFolder::MachineFolder(fs::path folder, fs::path json, std::uint64_t startTime)
+    : m_folder(std::move(folder)), m_json(std::move(json)), m_description(ReadMachineJson(m_json)) {
   Settings settings = m_description.settings;
   settings.startTime = startTime;
   if (!m_description.namesWindowsDirectory) {
@@ -87,30 +105,56 @@ MachineFolder::MachineFolder(fs::path folder, MachineDescription description, st
 
 std::unique_ptr<MachineFolder> MachineFolder::Load(const fs::path& folder, std::uint64_t startTime,
                                                    const RegFileProgress& progress) {
-  if (!fs::is_directory(folder)) {
+  std::error_code error;
+  const fs::file_status status = fs::status(folder, error);
+  if (!fs::is_directory(status)) {
+    const bool isMissing = status.type() == fs::file_type::not_found;
     throw MachineFolderError(folder, 0,
-                             fs::exists(folder) ? "is not a folder; expected a machine folder"
-                                                : "does not exist; expected a machine folder");
+                             (isMissing ? "does not exist"
+                              : error   ? "cannot be read: " + error.message()
+                                        : "is not a folder") +
+                                 "; expected a machine folder");
   }
-  const fs::path registry = folder / "registry.reg";
-  if (!fs::is_regular_file(registry)) {
+  const std::vector<fs::path> entries = SortedEntries(folder);
+  const fs::path registry = Named("registry.reg", entries);
+  if (registry.empty()) {
     throw MachineFolderError(folder, 0, "has no registry.reg; expected a machine folder");
   }
-  std::unique_ptr<MachineFolder> result(
-      new MachineFolder(folder, ReadMachineJson(folder / "machine.json"), startTime));
+  std::unique_ptr<MachineFolder> result(new MachineFolder(folder, Named("machine.json", entries), startTime));
   try {
-    LoadRegFile(registry, result->m_machine->registry, progress);
+    result->LoadRegistry(registry, progress);
     result->LoadDrives();
     result->LoadShares();
     result->Describe();
-  } catch (const RegFileError& error) {
-    throw MachineFolderError(registry, error.Line(), error.Text());
   } catch (const MachineFolderError&) {
     throw;
-  } catch (const std::exception& error) {
-    throw MachineFolderError(folder, 0, error.what());
+  } catch (const std::exception& exception) {
+    throw MachineFolderError(folder, 0, exception.what());
   }
   return result;
+}
+
+void MachineFolder::LoadRegistry(const fs::path& file, const RegFileProgress& progress) {
+  if (fs::exists(file) && !fs::is_regular_file(file)) {
+    throw MachineFolderError(file, 0, "is not a file; expected the registry of the machine");
+  }
+  try {
+    const std::uint32_t codePage = m_machine->settings.ansiCodePage;
+    const std::size_t line = LoadRegFile(file, m_machine->registry, progress, codePage);
+    if (line != 0 && !m_description.namesAnsiCodePage) {
+      m_notes.push_back(file.string() + ':' + std::to_string(line) + ": read in code page " +
+                        std::to_string(codePage) +
+                        "; if the machine has another one, name it in machine.json, " +
+                        "for a Cyrillic one {\"ansiCodePage\": 1251}");
+    }
+  } catch (const RegFileError& error) {
+    throw MachineFolderError(file, error.Line(), error.Text());
+  } catch (const std::exception& error) {
+    throw MachineFolderError(file, 0, error.what());
+  }
+  if (const std::string note = SetUpControlSets(m_machine->registry, file); !note.empty()) {
+    m_notes.push_back(file.string() + ": " + note);
+  }
 }
 
 void MachineFolder::LoadDrives() {
@@ -160,11 +204,14 @@ void MachineFolder::LoadShares() {
 
 void MachineFolder::Describe() {
   Machine& machine = *m_machine;
-  const fs::path json = m_folder / "machine.json";
   const auto expect = [&](bool exists, const std::string& place, const char* expected) {
     if (!exists) {
-      throw MachineFolderError(json, 0, place + " does not exist; expected " + expected);
+      throw MachineFolderError(m_json, 0, place + " does not exist; expected " + expected);
     }
+  };
+  const auto expectService = [&](const std::u16string& name, const char* place) {
+    expect(machine.registry.Find(ServiceDatabase::KeyPath(name)) != nullptr, place + ToUtf8(name),
+           "the name of a service in registry.reg");
   };
   for (const auto& [name, value] : m_description.environment) {
     machine.environment[name] = value;
@@ -183,6 +230,7 @@ void MachineFolder::Describe() {
     machine.files.Deny(path);
   }
   for (const auto& [service, access] : m_description.refusedServices) {
+    expectService(service, "/refused/services/");
     machine.services.Deny(service, access);
   }
   if (m_description.refusesServiceManager) {
@@ -192,6 +240,7 @@ void MachineFolder::Describe() {
     machine.names.Deny(name);
   }
   for (const auto& [name, behaviour] : m_description.drivers) {
+    expectService(name, "/drivers/");
     machine.devices.Behaviour(name) = behaviour;
   }
 }

@@ -25,6 +25,8 @@ class MachineFolder {
                                              const RegFileProgress& progress = {});
 
   Machine& GetMachine() const { return *m_machine; }
+  /// What the user should know about how the folder was read, a line each that begins with the file.
+  const std::vector<std::string>& Notes() const { return m_notes; }
 
   /// Starts the machine, with the locks that machine.json says another program holds.
   void StartMachine(Machine::AutoStart autoStart);
@@ -36,13 +38,16 @@ class MachineFolder {
   void Save(const std::filesystem::path& target) const;
 
  private:
-  MachineFolder(std::filesystem::path folder, MachineDescription description, std::uint64_t startTime);
+  MachineFolder(std::filesystem::path folder, std::filesystem::path json, std::uint64_t startTime);
 
+  void LoadRegistry(const std::filesystem::path& file, const RegFileProgress& progress);
   void LoadDrives();
   void LoadShares();
   void Describe();
 
   std::filesystem::path m_folder;
+  std::filesystem::path m_json;
+  std::vector<std::string> m_notes;
   MachineDescription m_description;
   std::unique_ptr<Machine> m_machine;
   /// What another program holds; gone before the machine.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 
+#include "machine/CodePages.h"
 #include "machine/JsonValue.h"
 #include "machine/Machine.h"
 #include "machine/MachineDescription.h"
@@ -156,7 +157,12 @@ MachineDescription ReadMachineJson(const std::filesystem::path& file) {
   }
   Settings& settings = result.settings;
   const auto codePage = [](std::uint32_t& target) {
-    return [&target](const JsonValue& value) { target = static_cast<std::uint32_t>(value.Number(65535)); };
+    return [&target](const JsonValue& value) {
+      target = static_cast<std::uint32_t>(value.Number(65535));
+      if (CodePage::Find(target) == nullptr) {
+        value.Fail("is " + std::to_string(target), CodePage::KnownNumbers);
+      }
+    };
   };
   const auto flag = [](bool& target) {
     return [&target](const JsonValue& value) { target = value.Boolean(); };
@@ -166,7 +172,11 @@ MachineDescription ReadMachineJson(const std::filesystem::path& file) {
        {"version", [&](const JsonValue& value) { ReadVersion(value, settings.version); }},
        {"reportedVersion", [&](const JsonValue& value) { ReadVersion(value, settings.reportedVersion); }},
        {"wow64", flag(settings.wow64)},
-       {"ansiCodePage", codePage(settings.ansiCodePage)},
+       {"ansiCodePage",
+        [&](const JsonValue& value) {
+          codePage(settings.ansiCodePage)(value);
+          result.namesAnsiCodePage = true;
+        }},
        {"oemCodePage", codePage(settings.oemCodePage)},
        {"fileApisUseAnsi", flag(settings.fileApisUseAnsi)},
        {"windowsDirectory",
@@ -258,11 +268,21 @@ std::string FormatMachineJson(const MachineDescription& description, Machine& ma
     }
   }
   DropIfEmpty(document, "attributes");
-  for (const auto& [path, access] : description.refusedKeys) {
-    if (machine.registry.Find(path) == nullptr) {
-      document["refused"]["registry"].erase(ToUtf8(path));
-      DropIfEmpty(document["refused"], "registry");
+  const auto dropIfGone = [&](nlohmann::json& object, const char* member, const std::u16string& name,
+                              const std::u16string& key) {
+    if (machine.registry.Find(key) == nullptr) {
+      object[member].erase(ToUtf8(name));
+      DropIfEmpty(object, member);
     }
+  };
+  for (const auto& [path, access] : description.refusedKeys) {
+    dropIfGone(document["refused"], "registry", path, path);
+  }
+  for (const auto& [service, access] : description.refusedServices) {
+    dropIfGone(document["refused"], "services", service, ServiceDatabase::KeyPath(service));
+  }
+  for (const auto& [name, behaviour] : description.drivers) {
+    dropIfGone(document, "drivers", name, ServiceDatabase::KeyPath(name));
   }
   DropIfEmpty(document, "refused");
   return document.empty() ? std::string() : document.dump(2) + '\n';

@@ -1,7 +1,9 @@
 #include "machine/RegFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
+#include <system_error>
 #include <vector>
 
 #include "machine/CodePages.h"
@@ -34,12 +36,14 @@ bool IsBlank(char16_t unit) {
 
 class Parser {
  public:
-  Parser(std::string_view bytes, const std::string& name, Registry& registry, const RegFileProgress& progress)
-      : m_name(name), m_registry(registry), m_progress(progress), m_size(bytes.size()) {
+  Parser(std::string_view bytes, const std::string& name, Registry& registry, const RegFileProgress& progress,
+         const CodePage& codePage)
+      : m_name(name), m_registry(registry), m_progress(progress), m_codePage(codePage), m_size(bytes.size()) {
     Decode(bytes);
   }
 
-  void Parse() {
+  /// Returns the line of the first byte that depends on the code page.
+  std::size_t Parse() {
     ParseHeader();
     while (SkipBlanks()) {
       switch (Peek()) {
@@ -64,6 +68,7 @@ class Parser {
     if (m_progress) {
       m_progress(m_size, m_size);
     }
+    return m_ansiLine;
   }
 
  private:
@@ -73,19 +78,29 @@ class Parser {
   }
 
   void Decode(std::string_view bytes) {
-    if (bytes.starts_with("\xFF\xFE")) {
+    using namespace std::string_view_literals;
+    const bool hasMark = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
+    const bool bigEndian = bytes.starts_with("\xFE\xFF") || bytes.starts_with("\0W"sv);
+    if (hasMark || bigEndian || bytes.starts_with("W\0"sv)) {
+      bytes.remove_prefix(hasMark ? 2 : 0);
       m_bytesPerUnit = 2;
-      m_text.resize(bytes.size() / 2 - 1);
+      m_text.resize(bytes.size() / 2);
       for (std::size_t i = 0; i < m_text.size(); ++i) {
-        m_text[i] = static_cast<char16_t>(static_cast<std::uint8_t>(bytes[2 * i + 2]) |
-                                          (static_cast<std::uint8_t>(bytes[2 * i + 3]) << 8));
+        const auto first = static_cast<std::uint8_t>(bytes[2 * i]);
+        const auto second = static_cast<std::uint8_t>(bytes[2 * i + 1]);
+        m_text[i] = static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
       }
       if (bytes.size() % 2 != 0) {
         FailAt(LineOf(m_text.size()), "the file ends within a character: expected UTF-16 of two bytes each");
       }
     } else if (bytes.starts_with("REGEDIT4")) {
       m_isOld = true;
-      m_text = CodePage::Find(1252)->Decode(bytes);
+      m_text = m_codePage.Decode(bytes);
+      const auto high = std::find_if(bytes.begin(), bytes.end(),
+                                     [](char c) { return static_cast<unsigned char>(c) > 127; });
+      if (high != bytes.end()) {
+        m_ansiLine = 1 + static_cast<std::size_t>(std::count(bytes.begin(), high, '\n'));
+      }
     } else {
       if (bytes.starts_with("\xEF\xBB\xBF")) {
         bytes.remove_prefix(3);
@@ -95,7 +110,7 @@ class Parser {
       if (again != bytes) {
         const auto difference = std::mismatch(again.begin(), again.end(), bytes.begin(), bytes.end()).first;
         FailAt(1 + static_cast<std::size_t>(std::count(again.begin(), difference, '\n')),
-               "expected UTF-16LE with a byte order mark, or UTF-8");
+               "expected UTF-16 or UTF-8");
       }
     }
   }
@@ -195,6 +210,7 @@ class Parser {
     }
     m_path = path;
     m_key = node;
+    m_key->isWritten = true;
   }
 
   /// Reads a text in quotes, which may span lines.
@@ -327,14 +343,18 @@ class Parser {
   }
 
   /// REGEDIT4 has the texts of the string types in the ANSI code page.
-  RegistryValue Convert(RegistryValue value) const {
+  RegistryValue Convert(RegistryValue value) {
     if (!m_isOld ||
         (value.type != TypeString && value.type != TypeExpandString && value.type != TypeStrings)) {
       return value;
     }
+    if ((m_ansiLine == 0 || m_line < m_ansiLine) &&
+        std::any_of(value.data.begin(), value.data.end(), [](std::uint8_t byte) { return byte > 127; })) {
+      m_ansiLine = m_line;
+    }
     const std::string_view bytes(reinterpret_cast<const char*>(value.data.data()), value.data.size());
     Bytes data;
-    for (const char16_t unit : CodePage::Find(1252)->Decode(bytes)) {
+    for (const char16_t unit : m_codePage.Decode(bytes)) {
       data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
       data.push_back(static_cast<std::uint8_t>(unit >> 8));
     }
@@ -357,9 +377,11 @@ class Parser {
   const std::string& m_name;
   Registry& m_registry;
   const RegFileProgress& m_progress;
+  const CodePage& m_codePage;
   std::uint64_t m_size;
   unsigned int m_bytesPerUnit = 1;
   bool m_isOld = false;
+  std::size_t m_ansiLine = 0;
   std::u16string m_text;
   std::size_t m_position = 0;
   std::size_t m_line = 1;
@@ -376,18 +398,21 @@ class Parser {
 RegFileError::RegFileError(const std::string& file, std::size_t line, const std::string& text)
     : std::runtime_error(file + ":" + std::to_string(line) + ": " + text), m_line(line), m_text(text) {}
 
-void LoadRegFile(const std::filesystem::path& file, Registry& registry, const RegFileProgress& progress) {
+std::size_t LoadRegFile(const std::filesystem::path& file, Registry& registry,
+                        const RegFileProgress& progress, std::uint32_t ansiCodePage) {
   std::ifstream stream(file, std::ios::binary);
   std::string bytes(stream ? std::filesystem::file_size(file) : 0, '\0');
   if (!stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
-    throw std::runtime_error(file.string() + ": cannot be read");
+    throw std::runtime_error("cannot be read: " + std::generic_category().message(errno));
   }
-  ParseRegFile(bytes, file.string(), registry, progress);
+  return ParseRegFile(bytes, file.string(), registry, progress, ansiCodePage);
 }
 
-void ParseRegFile(std::string_view bytes, const std::string& name, Registry& registry,
-                  const RegFileProgress& progress) {
-  Parser(bytes, name, registry, progress).Parse();
+std::size_t ParseRegFile(std::string_view bytes, const std::string& name, Registry& registry,
+                         const RegFileProgress& progress, std::uint32_t ansiCodePage) {
+  const CodePage* const codePage = CodePage::Find(ansiCodePage);
+  return Parser(bytes, name, registry, progress, *(codePage == nullptr ? CodePage::Find(1252) : codePage))
+      .Parse();
 }
 
 }  // namespace winsim

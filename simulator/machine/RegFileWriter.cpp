@@ -20,10 +20,11 @@ class Formatter {
     m_text += u"\r\n\r\n";
     const RegistryNode& root = registry.LocalMachine();
     m_path = RootName;
-    if (!root.values.empty()) {
+    const bool isImplied = root.values.empty() && !root.isWritten;
+    if (!isImplied) {
       AddKey(root);
     }
-    AddChildren(root, root.values.empty());
+    AddChildren(root, isImplied);
     std::string bytes;
     bytes.reserve(2 * m_text.size());
     for (const char16_t unit : m_text) {
@@ -40,11 +41,16 @@ class Formatter {
     for (const auto& [name, child] : node.Children()) {
       m_path += u'\\';
       m_path += name;
-      const bool isImplied = isTop && child->values.empty() && child->Children().size() == 1;
-      if (!isImplied) {
-        AddKey(*child);
+      const bool isLink = child->LinkTarget() != nullptr;
+      if (!isLink || child->isWritten) {
+        const RegistryNode& shown = isLink ? *child->LinkTarget() : *child;
+        const bool isImplied =
+            isTop && !shown.isWritten && shown.values.empty() && shown.Children().size() == 1;
+        if (!isImplied) {
+          AddKey(shown);
+        }
+        AddChildren(shown, isImplied);
       }
-      AddChildren(*child, isImplied);
       m_path.resize(length);
     }
   }

@@ -103,7 +103,11 @@ std::vector<std::u16string> RegistryValue::Texts() const {
 
 RegistryNode* RegistryNode::Child(std::u16string_view name) const {
   const auto found = m_children.find(name);
-  return found == m_children.end() ? nullptr : found->second.get();
+  if (found == m_children.end()) {
+    return nullptr;
+  }
+  RegistryNode* const target = found->second->LinkTarget();
+  return target == nullptr ? found->second.get() : target->IsDeleted() ? nullptr : target;
 }
 
 RegistryNode* RegistryNode::ChildAt(std::size_t index) {
@@ -135,8 +139,11 @@ std::u16string RegistryNode::Path() const {
 RegistryNode& RegistryNode::AddChild(std::u16string_view name) {
   const auto child = std::make_shared<RegistryNode>(std::u16string(name));
   child->m_parent = this;
-  m_children.emplace_hint(m_children.end(), name, child);
-  if (m_cursor != m_children.end() && CaseInsensitiveLess()(name, m_cursor->first)) {
+  const std::size_t before = m_children.size();
+  // In place of a link that leads nowhere.
+  m_children.insert_or_assign(m_children.end(), child->Name(), child);
+  if (m_children.size() != before && m_cursor != m_children.end() &&
+      CaseInsensitiveLess()(name, m_cursor->first)) {
     ++m_cursorIndex;
   }
   return *child;
@@ -269,6 +276,15 @@ RegistryNode& Registry::Make(std::u16string_view path) {
 RegistryNode& Registry::MakeChild(RegistryNode& parent, std::u16string_view name) {
   RegistryNode* const child = parent.Child(name);
   return child != nullptr ? *child : parent.AddChild(name);
+}
+
+RegistryNode& Registry::Link(RegistryNode& parent, std::u16string_view name, RegistryNode& target) {
+  if (const auto replaced = parent.m_children.find(name); replaced != parent.m_children.end()) {
+    parent.RemoveChild(replaced);
+  }
+  RegistryNode& link = parent.AddChild(name);
+  link.m_linkTarget = target.shared_from_this();
+  return link;
 }
 
 void Registry::DeleteTree(std::u16string_view path) {

@@ -45,10 +45,12 @@ class RegistryNode : public std::enable_shared_from_this<RegistryNode> {
   RegistryNode* Parent() const { return m_parent; }
   bool IsDeleted() const { return m_deleted; }
   const Keys& Children() const { return m_children; }
-  /// The child called `name`, or null.
+  /// The child called `name`, or where it leads when it is a link; null without one.
   RegistryNode* Child(std::u16string_view name) const;
-  /// The child at `index` in the order of names, or null. Walking up or down by one costs constant time, also
-  /// when keys come and go meanwhile.
+  /// What a link leads to; null for any other key.
+  RegistryNode* LinkTarget() const { return m_linkTarget.get(); }
+  /// The child at `index` in the order of names, or null; a link is itself. Walking up or down by one costs
+  /// constant time, also when keys come and go meanwhile.
   RegistryNode* ChildAt(std::size_t index);
   /// Path from the root's name on ("HKLM\System\..."); of a deleted key the path that it had.
   std::u16string Path() const;
@@ -58,6 +60,8 @@ class RegistryNode : public std::enable_shared_from_this<RegistryNode> {
   std::uint32_t deniedAccess = 0;
   /// The default value has an empty name.
   Values values;
+  /// A registry file has a line for it, or for a link: for what it leads to, under its name, too.
+  bool isWritten = false;
 
  private:
   friend class Registry;
@@ -70,6 +74,7 @@ class RegistryNode : public std::enable_shared_from_this<RegistryNode> {
   std::u16string m_name;
   RegistryNode* m_parent = nullptr;
   bool m_deleted = false;
+  std::shared_ptr<RegistryNode> m_linkTarget;
   Keys m_children;
   // Where the last `ChildAt` found its answer.
   std::size_t m_cursorIndex = 0;
@@ -80,8 +85,8 @@ class RegistryNode : public std::enable_shared_from_this<RegistryNode> {
 /// separated by backslashes; empty parts are skipped. Error codes are those of the registry functions (0 for
 /// success).
 ///
-/// Simpler than Windows: there are no links, classes, volatile keys and times, one view for 32- and 64-bit
-/// programs, and refusals stand for security descriptors.
+/// Simpler than Windows: programs can make no links, there are no classes, volatile keys and times, one view
+/// for 32- and 64-bit programs, and refusals stand for security descriptors.
 class Registry {
  public:
   static constexpr std::size_t MaxKeyName = 255;
@@ -115,6 +120,9 @@ class Registry {
   RegistryNode& Make(std::u16string_view path);
   /// The child of `parent`, made when it is missing.
   RegistryNode& MakeChild(RegistryNode& parent, std::u16string_view name);
+  /// Makes a child of `parent` that leads to `target`, in place of one of that name: who opens it, or
+  /// something below it, opens the target.
+  RegistryNode& Link(RegistryNode& parent, std::u16string_view name, RegistryNode& target);
   /// Deletes the key with everything below it; nothing happens when it does not exist.
   void DeleteTree(std::u16string_view path);
   void DeleteTree(RegistryNode& node);

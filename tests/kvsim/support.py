@@ -91,7 +91,8 @@ class KvsimTest(unittest.TestCase):
         """Makes a machine folder; `files` are paths in it, drivers' images and the program come by themselves."""
         folder = self.folder / name
         (folder / "C/Windows/system32/drivers").mkdir(parents=True)
-        (folder / "registry.reg").write_text(reg_text(keys), encoding="utf-8")
+        # The line that a whole export has for the services, whatever their number.
+        (folder / "registry.reg").write_text(reg_text({SYSTEM + "Services": {}} | keys), encoding="utf-8")
         (folder / "C/Windows/system32/kvdel01.exe").write_text("program")
         images = [f"C/Windows/system32/drivers/{driver}.sys" for driver in DRIVERS if SERVICES + driver in keys]
         for file in images + list(files):

@@ -69,8 +69,11 @@ class BrokenMachines(KvsimTest):
             ('{"drivers": {"kvenv01": {"replies": {"x": {}}}}}', "/drivers/kvenv01/replies/x .*expected a number"),
             ('{"drivers": {"kvenv01": {"replies": {"0x1": {"bytes": "0g"}}}}}', "/replies/0x1/bytes .*expected bytes"),
             ('{"heldLocks": [{"name": "x"}]}', "/heldLocks/0 is not complete; expected"),
+            ('{"drivers": {"kvlnk3": {}}}', "/drivers/kvlnk3 does not exist; expected the name of a service in registry.reg"),
+            ('{"refused": {"services": {"kvlnk3": "stop"}}}', "/refused/services/kvlnk3 does not exist; expected"),
+            ('{"ansiCodePage": 866}', "/ansiCodePage is 866; expected .*1250 to 1258"),
         ]
-        folder = self.machine({"System": {}}, description={})
+        folder = self.machine({SERVICES + "kvenv01": {}}, description={})
         self.boot(folder)
         for text, pattern in cases:
             with self.subTest(text):
@@ -94,6 +97,81 @@ class BrokenMachines(KvsimTest):
                 folder = self.machine({"System": {}}, name=name)
                 spoil(folder / "C")
                 self.assert_fails(self.kvsim("boot", folder), 3, pattern)
+
+
+class Exports(KvsimTest):
+    """Registry files that are whole in another form, and those that are not."""
+
+    def export(self, keys, name="machine", encoding="utf-8"):
+        folder = self.machine({}, name=name)
+        (folder / "registry.reg").write_bytes(reg_text(keys).encode(encoding))
+        return folder
+
+    def test_the_current_control_set_follows_select(self):
+        set1, set2 = ({path.replace("CurrentControlSet", f"ControlSet00{number}"): values for path, values in keys.items()}
+                      for number, keys in ((1, service_keys()),
+                                           (2, driver_keys("kvenv01a", {"x": {"Mode": 1, "Time": time_bytes(-1)}}) | service_keys())))
+        select = {"System\\Select": {"Current": 2, "Default": 2}}
+        current = {path.replace("ControlSet002", "CurrentControlSet"): values for path, values in set2.items()}
+        differs = current | {SERVICES + "kvenv01a\\LifeTime\\x": {"Mode": 1, "Time": time_bytes(-2)}}
+        cases = {"offline": (set1 | set2 | select, ""), "both": (set2 | current | select, ""),
+                 "both, not equal": (set2 | differs | select, "ControlSet002 and CurrentControlSet.* differ in "
+                                     ".*kvenv01a.LifeTime.x; CurrentControlSet counts")}
+        for name, (keys, note) in cases.items():
+            with self.subTest(name):
+                folder, target, later = self.export(keys, name), self.folder / (name + " saved"), self.folder / (name + " later")
+                run = self.kvsim("exec", folder, "--save", target, "--", "kvdel01.exe", "can-remove-now")
+                self.assertEqual(run.returncode, 1)
+                self.assertRegex(run.stderr, "kvsim: note: .*registry.reg: " + note if note else "\\A(?!.*note)")
+                saved = (target / "registry.reg").read_text(encoding="utf-16")
+                # Keys are written where they came from, and what is one key is equal in both places.
+                self.assertEqual({path for path in keys if f"MACHINE\\{path}]" not in saved}, set())
+                self.assertEqual("CurrentControlSet" in saved, name != "offline")
+                self.assertEqual(saved.count("LifeTime\\x]"), 1 if name == "offline" else 2)
+                self.boot(target, "--at", "2026-05-01", "--save", later)
+                self.assertNotIn("LifeTime", (later / "registry.reg").read_text(encoding="utf-16"))
+
+    def test_an_export_without_the_services_is_refused_with_the_command_for_a_whole_one(self):
+        one = {SERVICES + "kvlnk03": {"Type": 1}, SERVICES + "kvlnk03\\LifeTime": {"Auto": 1}}
+        offline = {"System\\ControlSet001\\Services": {}, "System\\Setup": {}}
+        cases = {
+            "header": ({}, "holds no key at all"),
+            "one service": (one, "holds HKEY_LOCAL_MACHINE.System.CurrentControlSet.Services.kvlnk03 only"),
+            "another branch": ({"Software\\A": {}, "Software\\B": {}}, "holds HKEY_LOCAL_MACHINE.Software with A, B"),
+            "no select": (offline, "has control sets, but no System.Select that says which"),
+            "select": (offline | {"System\\Select": {"Current": 12}}, "has no ControlSet012, which its System.Select"),
+            "loaded hive": ({f"Offline\\{name}": {} for name in "EDCBA"}, "holds .*Offline with A, B, C, D and others"),
+        }
+        for name, (keys, pattern) in cases.items():
+            with self.subTest(name):
+                run = self.kvsim("boot", self.export(keys, name))
+                self.assert_fails(run, 3, f"registry.reg: {pattern}.*; expected.* reg export HKLM.System registry.reg")
+
+    def test_texts_of_the_old_format_are_in_the_code_page_of_the_machine(self):
+        keys = driver_keys("kvenv01a", {"x": {"Mode": 0, "File": "C:\\Игра\\g.exe"}}) | service_keys()
+        folder = self.machine(keys, ["C/Игра/g.exe"])
+        text = (folder / "registry.reg").read_text().replace("Windows Registry Editor Version 5.00", "REGEDIT4")
+        (folder / "registry.reg").write_bytes(text.encode("cp1251"))
+        line = text[:text.index("Игра")].count("\n") + 1
+        run = self.kvsim("boot", folder, "--json")
+        note = f"{folder}/registry.reg:{line}: read in code page 1252; .*ansiCodePage"
+        self.assertRegex(run.stderr, f"\\Akvsim: note: {note}[^\n]*\n\\Z")
+        self.assertRegex(json.loads(run.stdout)["notes"][0], note)
+        (folder / "machine.json").write_text('{"ansiCodePage": 1251}')
+        self.assertEqual(self.boot(folder)[0]["components"][-2]["result"], "kept")
+
+    def test_files_are_found_in_any_case_and_their_faults_have_reasons(self):
+        folder = self.machine(service_keys(), description={"wow64": 1})
+        (folder / "registry.reg").rename(folder / "REGISTRY.REG")
+        (folder / "machine.json").rename(folder / "Machine.JSON")
+        self.assert_fails(self.kvsim("boot", folder), 3, "Machine.JSON: /wow64 is a number")
+        (folder / "Machine.JSON").unlink()
+        self.boot(folder)
+        (folder / "registry.reg").symlink_to("nowhere")
+        self.assert_fails(self.kvsim("boot", folder), 3, "registry.reg: has the name of REGISTRY.REG")
+        (folder / "REGISTRY.REG").unlink()
+        self.assert_fails(self.kvsim("boot", folder), 3, "registry.reg: cannot be read: No such file")
+        self.assert_fails(self.kvsim("boot", "x" * 300), 3, "x: cannot be read: File name too long")
 
 
 class Saving(KvsimTest):
@@ -140,7 +218,9 @@ class Saving(KvsimTest):
 
     def test_descriptions_of_what_the_program_removed_go_with_it(self):
         keys = driver_keys("kvenv01a") | service_keys()
-        description = {"refused": {"registry": {SERVICES + "kvenv01a\\LifeTime": "write"}},
+        description = {"refused": {"registry": {SERVICES + "kvenv01a\\LifeTime": "write"},
+                                   "services": {"kvenv01a": "query"}},
+                       "drivers": {"kvenv01a": {"stop": "stops"}},
                        "attributes": {"C:\\Windows\\system32\\drivers\\kvenv01a.sys": ["read-only"]}}
         folder = self.machine(keys, description=description)
         target = self.folder / "saved"
@@ -154,7 +234,7 @@ class LargeRegistries(KvsimTest):
     def test_show_their_progress_on_a_terminal_only(self):
         folder = self.machine({})
         values = "".join(f'"value {i}"="some text of a usual length, number {i}"\r\n' for i in range(20))
-        text = "Windows Registry Editor Version 5.00\r\n\r\n" + "".join(
+        text = reg_text({SERVICES[:-1]: {}}) + "\r\n" + "".join(
             f"[HKEY_LOCAL_MACHINE\\{SYSTEM}Enum\\BUS\\device {i}\\0000]\r\n{values}\r\n" for i in range(3000))
         (folder / "registry.reg").write_bytes(text.encode("utf-16"))
         self.assertGreater((folder / "registry.reg").stat().st_size, 6_000_000)

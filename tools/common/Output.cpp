@@ -1,13 +1,23 @@
 #include "common/Output.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "common/Terminal.h"
 
 namespace tools {
 
 void Print(const std::string& text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
     throw OutputError("standard output cannot be written to");
+  }
+}
+
+void PrintNotes(const char* tool, const std::vector<std::string>& notes) {
+  for (const std::string& note : notes) {
+    std::fputs(fmt::format("{}: note: {}\n", tool, OneLine(note)).c_str(), stderr);
   }
 }
 

@@ -18,12 +18,15 @@ int Boot(const BootOptions& options) {
     throw UsageError("--every: the last start would be after the year 9999; expected an earlier one");
   }
   Session session(options.machine, first);
+  tools::PrintNotes("kvsim", session.Notes());
   if (!options.save.empty()) {
     session.CheckTarget(options.save);
   }
   const tools::Terminal terminal = tools::Terminal::ForOutput();
-  nlohmann::json document = {
-      {"schema", JsonSchema}, {"machine", options.machine}, {"starts", nlohmann::json::array()}};
+  nlohmann::json document = {{"schema", JsonSchema},
+                             {"machine", options.machine},
+                             {"notes", session.Notes()},
+                             {"starts", nlohmann::json::array()}};
   StartReport report;
   for (unsigned int i = 0; i < options.starts; ++i) {
     report.number = i + 1;

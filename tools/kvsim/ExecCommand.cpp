@@ -25,6 +25,7 @@ std::string CommandLineOf(const std::vector<std::string>& words) {
 int Exec(const ExecOptions& options) {
   const std::uint64_t time = options.at.empty() ? HostTime() : ParseTime(options.at, "--at");
   Session session(options.machine, time);
+  tools::PrintNotes("kvsim", session.Notes());
   if (!options.save.empty()) {
     session.CheckTarget(options.save);
   }
@@ -37,6 +38,7 @@ int Exec(const ExecOptions& options) {
     nlohmann::json document = CommandJson(run, options.trace);
     document["schema"] = JsonSchema;
     document["machine"] = options.machine;
+    document["notes"] = session.Notes();
     document["commandLine"] = commandLine;
     document["time"] = FormatIso(time);
     tools::Print(tools::JsonText(document));

@@ -26,6 +26,9 @@ class Session {
   /// Throws winsim::MachineFolderError, and IncompleteError when the program's module is not there.
   Session(const std::filesystem::path& folder, std::uint64_t time);
 
+  /// What the user should know about how the machine was read, a line each.
+  const std::vector<std::string>& Notes() const { return m_folder->Notes(); }
+
   /// Starts the machine at `time`, or at once when its clock is past that; restarts it when it runs.
   StartFacts Start(std::uint64_t time);
   /// Starts the machine without its services and runs a command line on it. Throws CommandError when the
