@@ -1,5 +1,6 @@
 """That kvsim tells the truth about what became of a driver and of the service, and why."""
 
+import re
 import unittest
 
 from support import DRIVERS, SERVICES, START, SYSTEM, KvsimTest, driver_keys, multi_string, service_keys, time_bytes
@@ -39,15 +40,14 @@ class Outcomes(KvsimTest):
             "time runs": ("kept", ['claim "x" holds until 2026-03-01 08:00'], {"x": timed(-30, 1)}, {}),
             "time is up": ("removed", ['claim "x" lapsed on 2026-03-01 08:00 UTC', removed], {"x": timed(-30)}, {}),
             "future": ("kept", ["holds until after the year 9999"], {"x": {"Mode": 1, "Time": b"\0\0\0\0\0\0\0\x7f"}}, {}),
-            "half a time": ("removed", ["counts for nothing: it is bound to a time and gives none"],
-                            {"x": {"Mode": 1, "Time": b"\0\0\0\0\0\0\0"}}, {}),
-            "no file named": ("removed", ["counts for nothing: it is bound to a file and names none"], {"x": {"Mode": 0}}, {}),
-            "unknown kind": ("removed", ["counts for nothing: it says neither"], {"x": {"Mode": 2}}, {}),
+            "long Mode": ("kept", ['claim "x" holds until'], {"x": timed(-1) | {"Mode": ("hex(4):", b"\1\0\0\0\2")}}, {}),
+            "long Auto": ("removed", [removed], {}, {"Auto": ("hex(4):", b"\1\0\0\0\0\0")}),
             "one of two": ("kept", ['"b" holds', '"a" lapsed', "-still recorded"], {"a": timed(-31), "b": timed(-1)}, {}),
             "nobody": ("removed", ["nobody claims it", "stopped", removed], {}, {}),
             "Auto 0": ("kept", ['may not be removed automatically ("Auto" is 0)'], {}, {"Auto": 0}),
-            "no Auto": ("kept", ['("Auto" is missing)'], {"x": timed(-31)}, {"Other": 1}),
-            "Auto a text": ("kept", ['("Auto" is missing)'], {}, {"Auto": "1"}),
+            "no Auto": ("kept", ['("Auto" is missing; expected a REG_DWORD, 1)'], {"x": timed(-31)}, {"Other": 1}),
+            "Auto a text": ("kept", ['("Auto" is a REG_SZ of 4 bytes; expected'], {}, {"Auto": "1"}),
+            "short Auto": ("kept", ['("Auto" is a REG_DWORD of 1 byte; expected'], {}, {"Auto": ("hex(4):", b"\1")}),
         }
         for name, (result, reasons, claims, record, *files) in cases.items():
             with self.subTest(name):
@@ -57,9 +57,57 @@ class Outcomes(KvsimTest):
                                     ["still needed for kvenv01a"] if result == "kept" else ["no driver needs it any more"],
                                     keys, *files, component="kvdel01")
 
+    def test_broken_claims_tell_what_is_there_and_what_is_expected(self):
+        mode, file, time = "a REG_DWORD, 0 .* or 1", "a REG_SZ with the path", "a REG_BINARY of 8 bytes"
+        cases = [
+            ({}, "Mode", "missing", mode),
+            ({"Mode": 2}, "Mode", "2", mode),
+            ({"Mode": "0"}, "Mode", "a REG_SZ of 4 bytes", mode),
+            ({"Mode": ("hex(4):", b"\1\0\0")}, "Mode", "a REG_DWORD of 3 bytes", mode),
+            ({"Mode": 0}, "File", "missing", file),
+            ({"Mode": 0, "File": ("hex(2):", b"C\0\0\0")}, "File", "a REG_EXPAND_SZ of 4 bytes", file),
+            ({"Mode": 1, "File": "C:\\x"}, "Time", "missing", time),
+            ({"Mode": 1, "Time": bytes(7)}, "Time", "a REG_BINARY of 7 bytes", time),
+            ({"Mode": 1, "Time": ("hex(b):", bytes(8))}, "Time", "a REG_QWORD of 8 bytes", time),
+            ({"Mode": 1, "Time": ("hex(c):", bytes(9))}, "Time", "a value of type 12 of 9 bytes", time),
+        ]
+        claims = {f"claim {i:02}": values for i, (values, *_) in enumerate(cases)}
+        entry = self.outcome(driver_keys("kvenv01a", claims) | service_keys())[1]
+        self.assertEqual(entry["result"], "removed")
+        for claim, (values, value, found, expected) in zip(entry["claims"], cases, strict=True):
+            with self.subTest(values=values):
+                fault = claim["fault"]
+                self.assertEqual((claim["bound"], claim["holds"], fault["value"], fault["found"]), ("broken", False, value, found))
+                self.assertRegex(fault["expected"], expected)
+                self.assertIn(f'"{claim["client"]}" counts for nothing: its "{value}" is {found}; expected {fault["expected"]}',
+                              claim["text"])
+
+    def test_risks(self):
+        wrong = {"ahead": timed(2), "drive": {"Mode": 0, "File": "E:\\x.exe"}, "share": {"Mode": 0, "File": "\\\\srv\\s\\x.exe"},
+                 "no name": {"Mode": 0, "File": "C:\\a:b.exe"}, "gone": FILE, "good": timed(0)}
+        keys = driver_keys("kvenv01a", wrong) | driver_keys("kvlnk03", {"x": timed(-1)}) | service_keys(WOW64=1)
+        description = {"drives": {"E": {"type": "cdrom", "medium": False}},
+                       "drivers": {"kvenv01a": {"openErrors": {"kvenv01ai": "0xE0000004"}},
+                                   "kvlnk03": {"openErrors": {"kvlnk03": 5, "kvlnk03i": 2}}}}
+        start, entry = self.outcome(keys, (), description)
+        self.assertEqual([(risk["kind"], risk.get("client")) for risk in entry["risks"]],
+                         [("time-ahead", "ahead"), ("file-not-seen", "drive"), ("file-not-seen", "share"), ("device-refuses", None)])
+        self.assertEqual({claim["client"]: (claim["lookError"], claim["doubtful"]) for claim in entry["claims"] if "file" in claim},
+                         {"drive": (21, True), "share": (53, True), "no name": (123, False), "gone": (3, False)})
+        self.assertIn("wow64-mark", [risk["kind"] for risk in start["components"][-1]["risks"]])
+        self.assertEqual(start["components"][0]["risks"], [])
+        text = self.kvsim("boot", self.folder / "machine 1", "--at", START).stdout
+        self.assertIn('   risk: claim "ahead" is dated 2026-03-03 08:00 UTC, ahead of the clock (2026-03-01 08:00 UTC)', text)
+        self.assertIn("\\\\.\\kvenv01ai refuses to be opened (error 0xE0000004)", text)
+        without = driver_keys("kvenv01a") | driver_keys("kvlnk03", {"x": timed(-1)})
+        for keys, why in ((without, "kvdel01 is not installed"), (without | service_keys(Start=4), ".*disabled")):
+            risks = self.outcome(keys, component="kvdel01")[1]["risks"]
+            self.assertEqual([risk["kind"] for risk in risks], ["nobody-removes"])
+            self.assertRegex(risks[0]["text"], f"nothing will ever remove kvlnk03 and kvenv01a: {why}")
+
     def test_records_files_and_nodes_that_are_not_as_usual(self):
         keys = driver_keys("kvenv01a", {"x": FILE}) | service_keys()
-        self.assert_outcome("kept", ["holds: C:\\Games\\g.exe cannot be looked at (error 5, access denied)"], keys,
+        self.assert_outcome("kept", ["holds: looking at C:\\Games\\g.exe is refused (error 5, access denied)"], keys,
                             ["C/Games/g.exe"], {"refused": {"files": ["C:\\Games"]}})
         without = {path: values for path, values in keys.items() if "LifeTime" not in path}
         self.assert_outcome("kept", ["has no lifetime record"], without)
@@ -82,8 +130,8 @@ class Outcomes(KvsimTest):
         start, service = self.outcome(keys, (), stuck, "kvdel01")
         expected = {
             "kvenv01a": ("removed", "stopped"),
-            "kvenv01": ("not-removed", 'in use: told to stop, it stays in the state "stop pending"'),
-            "kvaux02": ("not-removed", "not looked at: the pass ended at kvenv01"),
+            "kvenv01": ("not-removed", 'told to stop, it is in use and stays in the state "stop pending"'),
+            "kvaux02": ("not-removed", "not reached: the pass broke off at kvenv01"),
             "kvlnk04": ("kept", 'claim "x" holds until'),
             "kvlnk03": ("not-removed", 'claim "x" lapsed on 2026-02-28 08:00 UTC, but is still recorded'),
             "kvdel01": ("kept", "still needed for kvlnk03, kvlnk04, kvvol02 and kvaux02"),
@@ -94,18 +142,43 @@ class Outcomes(KvsimTest):
                 self.assertEqual(entry["result"], result)
                 self.assertIn(reason, "\n".join(entry["reasons"]))
 
-    def test_calls_that_fail_are_named(self):
-        keys = driver_keys("kvenv01a") | service_keys()
+    def test_a_pass_that_breaks_off_says_where_by_what_and_what_waits(self):
+        keys = driver_keys("kvenv01a") | driver_keys("kvlnk03", {"x": timed(-1)}) | driver_keys("kvlnk04") | service_keys()
+        alone = {path: values for path, values in keys.items() if "kvlnk" not in path}
+        no_log = {path: values for path, values in keys.items() if "Eventlog" not in path}
+        waiting = ["kvlnk04", "kvlnk03", "kvdel01"]
+        denied = "error 5, access denied"
         cases = [
-            ({"refused": {"services": {"kvenv01a": "delete"}}}, "kvenv01a", "OpenServiceW(", "error 5, access denied"),
-            ({"refused": {"services": {"kvenv01a": "stop"}}}, "kvenv01a", "OpenServiceW(", "error 5, access denied"),
-            ({"refused": {"serviceManager": True}}, "kvenv01a", "OpenSCManagerW(", "error 5"),
-            ({"refused": {"services": {"kvdel01": "delete"}}}, "kvdel01", "OpenServiceW(", "error 5"),
-            ({"refused": {"mutexes": ["Global\\", MUTEX]}}, "kvenv01a", "the pass ended before the first driver", "error 5"),
+            (keys, {"refused": {"services": {"kvenv01a": "delete"}}}, "kvenv01a", "OpenServiceW", denied, waiting),
+            (keys, {"refused": {"services": {"kvlnk04": "delete"}}}, "kvlnk04", "OpenServiceW", denied, waiting[1:]),
+            (keys, {"refused": {"registry": {SERVICES + "kvlnk03\\LifeTime\\x": "read"}}}, "kvlnk03", "RegOpenKeyExW", denied, waiting[2:]),
+            (keys, {"refused": {"serviceManager": True}}, "kvenv01a", "OpenSCManagerW", denied, waiting),
+            (keys, {"drivers": {"kvenv01a": {"openErrors": {"kvenv01ai": "0xE0000004"}}}}, "kvenv01a", "CreateFileW", "error 0xE0000004", waiting),
+            (no_log, {}, "kvenv01a", "RegOpenKeyExW", "error 2, not found", waiting),
+            (alone, {"refused": {"services": {"kvdel01": "delete"}}}, "kvdel01", "OpenServiceW", denied, []),
+            (keys, {"refused": {"mutexes": ["Global\\", MUTEX]}}, None, "CreateMutexW", denied, ["kvenv01a"] + waiting),
+            (keys, {"drivers": {"kvenv01a": {"stop": "pending"}}}, "kvenv01a", "ControlService", 'the state "stop pending"', waiting),
         ]
-        for description, component, call, error in cases:
-            with self.subTest(description=description):
-                self.assert_outcome("not-removed", [call, error], keys, (), description, component=component)
+        for machine, description, at, function, error, behind in cases:
+            with self.subTest(description=description, at=at):
+                start, entry = self.outcome(machine, (), description, at or "kvenv01a")
+                ended = start["program"]["pass"]
+                self.assertEqual((start["program"]["exitCode"], ended["complete"], ended["repeats"]), (0, False, True))
+                self.assertEqual((ended["brokeOffAt"], ended["call"]["function"], ended["notReached"]), (at, function, behind))
+                self.assertIn(error, ended["cause"])
+                self.assertEqual((entry["result"], ended["stopPending"]), ("not-removed" if at != "kvlnk03" else "kept", "state" in error))
+                text = self.kvsim("boot", self.folder / f"machine {self.count}", "--at", START).stdout
+                where = f"at {at}" if at else "before the first driver"
+                self.assertIn(f"ran, exit code 0, but its pass broke off {where}: {ended['cause']}\n", text)
+                self.assertIn(f"The pass broke off {where}: {ended['cause']}.\n", text)
+                self.assertEqual(len(re.findall("[Tt]he next start does the same if nothing changes", text)), 2)
+        for machine in (keys, alone, service_keys(), service_keys() | driver_keys("kvlnk03", {}, Auto=0)):
+            self.assertEqual(self.outcome(machine)[0]["program"]["pass"], {"complete": True})
+
+    def test_a_service_entry_that_runs_something_else_makes_no_pass(self):
+        start, entry = self.outcome(driver_keys("kvenv01a") | service_keys(ImagePath="kvdel01.exe"))
+        self.assertEqual((start["program"]["exitCode"], "pass" in start["program"], entry["result"]), (1, False, "not-removed"))
+        self.assertIn("no pass was made", entry["reasons"])
 
     def test_drivers_that_do_not_stop_wait_for_the_restart(self):
         keys = driver_keys("kvenv01a") | driver_keys("kvlnk03") | service_keys()

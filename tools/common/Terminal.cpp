@@ -20,6 +20,8 @@ const char* Escape(Terminal::Style style) {
       return "\x1b[32m";
     case Terminal::Style::waiting:
       return "\x1b[36m";
+    case Terminal::Style::warning:
+      return "\x1b[33m";
     case Terminal::Style::bad:
       return "\x1b[31m";
     case Terminal::Style::quiet:

@@ -18,7 +18,7 @@ class Terminal {
   explicit Terminal(std::optional<std::size_t> width = std::nullopt, bool colours = false)
       : m_width(width), m_colours(colours) {}
 
-  enum class Style { heading, good, waiting, bad, quiet };
+  enum class Style { heading, good, waiting, warning, bad, quiet };
   /// `text` in the colours of `style`, or as it is.
   std::string Styled(Style style, std::string_view text) const;
 

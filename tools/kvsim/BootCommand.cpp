@@ -47,7 +47,7 @@ int Boot(const BootOptions& options) {
   } else {
     tools::Print(SummaryText(report, terminal));
     if (!options.save.empty()) {
-      tools::Print(fmt::format("Saved to {}.\n", options.save));
+      tools::Print(fmt::format("Saved to {}.\n", tools::OneLine(options.save)));
     }
   }
   return ExitCode::done;

@@ -25,19 +25,31 @@ Verdict JudgeFile(winsim::Machine& machine, const Claim& claim) {
   const std::uint32_t error =
       machine.files.FindFirst({machine.SystemDirectory(), false}, claim.file, file, name);
   if (error == 0) {
-    return {claim, true, fmt::format("holds: {} is there", path)};
+    return {claim, true, error, false, fmt::format("holds: {} is there", path)};
   }
   if (error == ERROR_ACCESS_DENIED) {
-    return {claim, true, fmt::format("holds: {} cannot be looked at ({})", path, ErrorText(error))};
+    return {claim, true, error, false,
+            fmt::format("holds: looking at {} is refused ({})", path, ErrorText(error))};
   }
-  return {claim, false,
-          MeansMissing(error) ? fmt::format("lapsed: {} is missing", path)
-                              : fmt::format("lapsed: {} cannot be found ({})", path, ErrorText(error))};
+  if (MeansMissing(error)) {
+    return {claim, false, error, false, fmt::format("lapsed: {} is missing", path)};
+  }
+  const bool canExist = error != ERROR_INVALID_NAME && error != ERROR_BAD_PATHNAME;
+  return {claim, false, error, canExist,
+          fmt::format("lapsed: {} cannot be looked at ({})", path, ErrorText(error))};
 }
 
 Verdict JudgeTime(const Claim& claim, std::uint64_t time) {
   const bool holds = time < claim.lapses;
-  return {claim, holds, fmt::format("{} {}", holds ? "holds until" : "lapsed on", FormatTime(claim.lapses))};
+  return {claim, holds, 0, false,
+          fmt::format("{} {}", holds ? "holds until" : "lapsed on", FormatTime(claim.lapses))};
+}
+
+Verdict JudgeBroken(const Claim& claim) {
+  const Claim::Fault& fault = claim.fault;
+  return {claim, false, 0, false,
+          fmt::format("counts for nothing: its \"{}\" is {}; expected {}", fault.value, fault.found,
+                      fault.expected)};
 }
 
 }  // namespace
@@ -45,10 +57,9 @@ Verdict JudgeTime(const Claim& claim, std::uint64_t time) {
 std::vector<Verdict> Judge(winsim::Machine& machine, const std::vector<Claim>& claims, std::uint64_t time) {
   std::vector<Verdict> verdicts;
   for (const Claim& claim : claims) {
-    Verdict verdict = claim.kind == Claim::Kind::file ? JudgeFile(machine, claim)
-                      : claim.kind == Claim::Kind::time
-                          ? JudgeTime(claim, time)
-                          : Verdict{claim, false, "counts for nothing: " + claim.fault};
+    Verdict verdict = claim.kind == Claim::Kind::file   ? JudgeFile(machine, claim)
+                      : claim.kind == Claim::Kind::time ? JudgeTime(claim, time)
+                                                        : JudgeBroken(claim);
     verdict.text = fmt::format("claim \"{}\" {}", claim.client, verdict.text);
     verdicts.push_back(std::move(verdict));
   }

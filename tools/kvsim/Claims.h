@@ -11,6 +11,10 @@ namespace kvsim {
 struct Verdict {
   Claim claim;
   bool holds = false;
+  /// Error of looking at the file that it is bound to; 0 when that is there.
+  std::uint32_t lookError = 0;
+  /// It has lapsed although its file may be there: the look failed for a reason of its own.
+  bool isDoubtful = false;
   /// A clause that begins with the claim's name.
   std::string text;
 };

@@ -1,5 +1,7 @@
 #include "ErrorText.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <utility>
 
@@ -26,7 +28,8 @@ std::string ErrorText(std::uint32_t error) {
       {1062, "not started"},
       {1072, "marked for deletion"},
   }};
-  std::string text = "error " + std::to_string(error);
+  // Drivers and the set-up functions have codes of their own with the upper bits set.
+  std::string text = error < 0x10000 ? fmt::format("error {}", error) : fmt::format("error 0x{:X}", error);
   for (const auto& [code, words] : known) {
     if (code == error) {
       text += std::string(", ") + words;

@@ -44,6 +44,10 @@ int Exec(const ExecOptions& options) {
     tools::Print(tools::JsonText(document));
   } else {
     tools::Print(CommandText(run, options.trace, tools::Terminal::ForOutput()));
+    if (!options.save.empty()) {
+      tools::Print(fmt::format("Saved to {}.\n", tools::OneLine(options.save)));
+    }
+    std::fputs(AnswerText(run).c_str(), stderr);
     if (!run.fault.empty()) {
       std::fputs(fmt::format("kvsim: the program died of {}\n", run.fault).c_str(), stderr);
     }

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "PassTrace.h"
+#include "Risks.h"
 #include "common/Terminal.h"
 
 namespace kvsim {
@@ -68,9 +68,9 @@ void TellWhatStartFinished(const Component& before, const Component& after,
 void TellClaims(const std::vector<Verdict>& verdicts, const Component& after, bool ran,
                 std::vector<std::string>& reasons) {
   for (const Verdict& verdict : verdicts) {
-    const bool recorded = std::any_of(after.claims.begin(), after.claims.end(), [&](const Claim& claim) {
-      return claim.client == verdict.claim.client;
-    });
+    const bool recorded =
+        after.record && std::any_of(after.record->claims.begin(), after.record->claims.end(),
+                                    [&](const Claim& claim) { return claim.client == verdict.claim.client; });
     const char* note = "";
     if (ran && after.record && recorded != verdict.holds) {
       note = recorded ? ", but is still recorded" : ", but was deleted";
@@ -81,17 +81,20 @@ void TellClaims(const std::vector<Verdict>& verdicts, const Component& after, bo
 
 /// What keeps a driver beside its claims.
 void TellRecord(const Component& driver, std::vector<std::string>& reasons) {
-  if (!driver.record) {
+  if (!driver.key) {
+    reasons.emplace_back("has no service entry, so nothing keeps it");
+  } else if (!driver.record) {
     reasons.emplace_back("has no lifetime record: nobody may remove it automatically");
-  } else if (driver.automatic.value_or(0) == 0) {
-    reasons.push_back(fmt::format("may not be removed automatically (\"Auto\" is {})",
-                                  driver.automatic.has_value() ? "0" : "missing"));
+  } else if (!driver.record->AllowsRemoval()) {
+    reasons.push_back(fmt::format("may not be removed automatically (\"Auto\" is {}{})",
+                                  driver.record->automaticFound,
+                                  driver.record->automatic.has_value() ? "" : "; expected a REG_DWORD, 1"));
   }
 }
 
 bool IsStillNeeded(const Component& driver, const std::vector<Verdict>& verdicts) {
   return driver.key &&
-         (!driver.record || driver.automatic.value_or(0) == 0 ||
+         (!driver.record || !driver.record->AllowsRemoval() ||
           std::any_of(verdicts.begin(), verdicts.end(), [](const Verdict& v) { return v.holds; }));
 }
 
@@ -105,20 +108,19 @@ Result Judge(const Component& before, const Component& begun, const Component& a
   return after.IsLeaving() ? Result::restartPending : needed ? Result::kept : Result::notRemoved;
 }
 
-/// Why a driver that nothing keeps is still there.
+/// Why something that nothing keeps is still there.
 void TellFailure(const StartFacts& facts, const Component& after, std::vector<std::string>& reasons) {
-  const PassTrace trace(facts.program.trace, facts.after);
-  const std::string end = trace.LastReached();
-  const bool reached = trace.Reached(after.name);
-  if (after.stopPending) {
-    reasons.emplace_back("in use: told to stop, it stays in the state \"stop pending\", which ends the pass");
-  } else if (!reached) {
-    reasons.push_back("not looked at: the pass ended " +
-                      (end.empty() ? "before the first driver" : "at " + end));
+  if (facts.program.BrokeOff()) {
+    const Pass& pass = *facts.program.pass;
+    if (pass.at == after.name) {
+      reasons.push_back("the pass broke off here: " + pass.Cause());
+    } else if (!pass.HasReached(after.name)) {
+      reasons.push_back("not reached: the pass broke off " +
+                        (pass.at.empty() ? "before the first driver" : "at " + pass.at));
+    }
   }
-  const std::string failure = trace.LastFailure(reached ? after.name : "");
-  if (!failure.empty() && (reached || end.empty() || !after.isDriver)) {
-    reasons.push_back("last call that failed: " + failure);
+  if (!facts.program.pass.has_value()) {
+    reasons.emplace_back("no pass was made");
   }
   if (after.loaded) {
     reasons.emplace_back("still loaded");
@@ -144,14 +146,18 @@ Outcome ExplainDriver(const StartFacts& facts, std::size_t index) {
     case Result::untouched:
       TellClaims(verdicts, after, ran, outcome.reasons);
       TellRecord(begun, outcome.reasons);
+      if (outcome.reasons.empty()) {
+        outcome.reasons.emplace_back("nobody claims it");
+      }
       break;
     case Result::removed:
     case Result::restartPending:
     case Result::notRemoved:
       TellClaims(verdicts, after, ran, outcome.reasons);
-      if (verdicts.empty()) {
-        outcome.reasons.emplace_back(begun.key ? "nobody claims it"
-                                               : "has no service entry, so nothing keeps it");
+      if (verdicts.empty() && begun.key) {
+        outcome.reasons.emplace_back("nobody claims it");
+      } else if (!begun.key) {
+        TellRecord(begun, outcome.reasons);
       }
       if (outcome.result == Result::notRemoved) {
         TellFailure(facts, after, outcome.reasons);
@@ -214,6 +220,9 @@ std::vector<Outcome> Explain(const StartFacts& facts) {
     outcomes.push_back(ExplainDriver(facts, i));
   }
   outcomes.push_back(ExplainService(facts));
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    outcomes[i].risks = FindRisks(facts, i);
+  }
   return outcomes;
 }
 
@@ -232,6 +241,9 @@ std::string WhyNotRun(const winsim::Machine& machine, const View& after) {
     return fmt::format("its service entry does not start it automatically (start type {}{})",
                        service.startType, service.startType == 4 ? ", disabled" : "");
   }
+  if (service.wow64Mark) {
+    return "its service entry has the mark WOW64 and its program is not in SysWOW64";
+  }
   if (!service.image) {
     return fmt::format("{} is missing", ToUtf8(service.imagePath));
   }
@@ -246,6 +258,15 @@ std::vector<std::string> StillNeeded(const View& view) {
     }
   }
   return names;
+}
+
+std::vector<std::string> WhyNeeded(const Component& driver, const std::vector<Verdict>& verdicts) {
+  std::vector<std::string> reasons;
+  for (const Verdict& verdict : verdicts) {
+    reasons.push_back(verdict.text + (verdict.holds ? "" : ", but counts until a pass deletes it"));
+  }
+  TellRecord(driver, reasons);
+  return reasons;
 }
 
 }  // namespace kvsim

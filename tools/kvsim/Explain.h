@@ -6,6 +6,7 @@
 
 #include "Claims.h"
 #include "Look.h"
+#include "Pass.h"
 #include "machine/Gate.h"
 
 namespace kvsim {
@@ -19,6 +20,9 @@ struct ProgramRun {
   std::uint64_t duration = 0;  // on the machine's clock
   std::vector<winsim::TraceEntry> trace;
   std::vector<std::string> leftOpen;
+  std::optional<Pass> pass;  // when it ran as the service
+
+  bool BrokeOff() const { return pass.has_value() && !pass->complete; }
 };
 
 /// A scheduled file operation that a start of the machine has dealt with.
@@ -45,10 +49,18 @@ struct StartFacts {
 
 enum class Result { absent, kept, removed, restartPending, gone, notRemoved, untouched };
 
+/// Something that may turn out badly later although nothing went wrong now.
+struct Risk {
+  const char* kind;    // its word in JSON
+  std::string client;  // whose claim it is about; empty for none
+  std::string text;    // a clause
+};
+
 /// What became of a driver or of the service at one start, and why, a clause each.
 struct Outcome {
   Result result = Result::absent;
   std::vector<std::string> reasons;
+  std::vector<Risk> risks;
 };
 
 /// The word of a result in JSON, and for people.
@@ -63,5 +75,8 @@ std::string WhyNotRun(const winsim::Machine& machine, const View& after);
 
 /// Names of the drivers that keep the removal service.
 std::vector<std::string> StillNeeded(const View& view);
+
+/// Why a driver counts as still needed for who asks without a pass: there, lapsed claims count too.
+std::vector<std::string> WhyNeeded(const Component& driver, const std::vector<Verdict>& verdicts);
 
 }  // namespace kvsim

@@ -15,22 +15,6 @@ using winsim::ToUtf8;
 
 constexpr std::array drivers = {"kvlnk03", "kvlnk04", "kvvol02", "kvaux02", "kvenv01", "kvenv01a"};
 constexpr std::u16string_view ServicesKey = u"System\\CurrentControlSet\\Services\\";
-constexpr std::uint64_t ClaimLife = 30ull * 24 * 3'600 * 10'000'000;
-
-enum RegistryType : std::uint32_t { text = 1, expandableText = 2, binary = 3, number = 4 };
-
-const RegistryValue* Find(const RegistryNode& key, std::u16string_view name, std::uint32_t type) {
-  const auto found = key.values.find(name);
-  return found == key.values.end() || found->second.type != type ? nullptr : &found->second;
-}
-
-std::uint64_t LittleEndian(const winsim::Bytes& bytes) {
-  std::uint64_t result = 0;
-  for (std::size_t i = bytes.size(); i > 0; --i) {
-    result = result << 8 | bytes[i - 1];
-  }
-  return result;
-}
 
 /// The texts of a list whose texts end in zeros; empty ones within it count.
 std::vector<std::u16string> SplitList(const winsim::Bytes& bytes) {
@@ -44,45 +28,6 @@ std::vector<std::u16string> SplitList(const winsim::Bytes& bytes) {
     }
   }
   return items;
-}
-
-Claim LookAtClaim(const RegistryNode& entry) {
-  Claim claim;
-  claim.client = ToUtf8(entry.Name());
-  const RegistryValue* const mode = Find(entry, u"Mode", number);
-  const std::uint64_t modeNumber = mode == nullptr || mode->data.size() != 4 ? 2 : LittleEndian(mode->data);
-  if (modeNumber > 1) {
-    claim.fault = "it says neither that it is bound to a file nor to a time";
-  } else if (modeNumber == 0) {
-    if (const RegistryValue* const file = Find(entry, u"File", text); file == nullptr) {
-      claim.fault = "it is bound to a file and names none";
-    } else {
-      claim.kind = Claim::Kind::file;
-      claim.file = file->Text();
-    }
-  } else if (const RegistryValue* const time = Find(entry, u"Time", binary);
-             time == nullptr || time->data.size() != 8) {
-    claim.fault = "it is bound to a time and gives none";
-  } else {
-    claim.kind = Claim::Kind::time;
-    claim.lapses = LittleEndian(time->data) + ClaimLife;
-  }
-  return claim;
-}
-
-void LookAtRecord(Machine& machine, Component& component) {
-  const RegistryNode* const record =
-      machine.registry.Find(std::u16string(ServicesKey) + FromUtf8(component.name) + u"\\LifeTime");
-  if (record == nullptr) {
-    return;
-  }
-  component.record = true;
-  if (const RegistryValue* const automatic = Find(*record, u"Auto", number); automatic != nullptr) {
-    component.automatic = static_cast<std::uint32_t>(LittleEndian(automatic->data));
-  }
-  for (const auto& [name, entry] : record->Children()) {
-    component.claims.push_back(LookAtClaim(*entry));
-  }
 }
 
 /// Device nodes, of any class, that say that they belong to the service.
@@ -124,7 +69,13 @@ Component LookAtComponent(Machine& machine, const char* name, bool isDriver, con
     component.deviceNodes = CountDeviceNodes(machine, wideName);
     component.loaded = machine.devices.IsLoaded(wideName);
     component.stopPending = machine.devices.IsStopPending(wideName);
-    LookAtRecord(machine, component);
+    std::shared_ptr<winsim::KernelObject> device;
+    component.deviceError = machine.devices.Open(wideName + u'i', {}, device);
+    if (const RegistryNode* const record = machine.registry.Find(path + u"\\LifeTime"); record != nullptr) {
+      component.record = ReadRecord(*record);
+    }
+  } else {
+    component.wow64Mark = machine.registry.GetNumber(path, u"WOW64") != 0;
   }
   return component;
 }

@@ -5,25 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "Record.h"
 #include "machine/Machine.h"
 
 namespace kvsim {
 
 // kvsim's own look at a simulated machine: what is there of the six drivers and of the removal service. It
 // reads the machine, not the program under it, so that the program's faults show.
-
-/// A client's entry in a driver's lifetime record.
-struct Claim {
-  enum class Kind { file, time, broken };
-  std::string client;
-  Kind kind = Kind::broken;
-  /// File-bound: the path that it names.
-  std::u16string file;
-  /// Time-bound: when it lapses.
-  std::uint64_t lapses = 0;
-  /// Broken: what is wrong with it.
-  std::string fault;
-};
 
 /// What is there of one driver or of the removal service.
 struct Component {
@@ -45,10 +33,10 @@ struct Component {
   std::size_t deviceNodes = 0;
   bool loaded = false;
   bool stopPending = false;
+  std::uint32_t deviceError = 0;  // of opening its interface device
 
-  bool record = false;                     // there is a lifetime record
-  std::optional<std::uint32_t> automatic;  // its "Auto", when that is a number
-  std::vector<Claim> claims;
+  std::optional<Record> record;  // its lifetime record
+  bool wow64Mark = false;        // of the service's entry
 
   /// Anything of it but a device node, which means nothing without the rest.
   bool IsPresent() const { return entry || image || logSource || loaded; }
@@ -57,7 +45,7 @@ struct Component {
     return IsPresent() && (!entry || marked) && (!image || imageScheduled) && !logSource;
   }
   /// The expiry question of the program: nothing claims the driver and it may be removed, or it has no entry.
-  bool IsExpired() const { return !key || (record && automatic.value_or(0) != 0 && claims.empty()); }
+  bool IsExpired() const { return !key || (record && record->AllowsRemoval() && record->claims.empty()); }
 };
 
 /// A file operation that the next start of the machine carries out.

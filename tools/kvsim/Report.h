@@ -28,6 +28,8 @@ std::string StartText(const StartReport& report, unsigned int starts, bool withT
 std::string SummaryText(const StartReport& last, const tools::Terminal& terminal);
 /// What a command line showed.
 std::string CommandText(const CommandRun& run, bool withTrace, const tools::Terminal& terminal);
+/// Why the program answered as it did, for standard error; empty when there is nothing to say.
+std::string AnswerText(const CommandRun& run);
 
 // --- for programs ---
 

@@ -16,15 +16,37 @@ json OperationJson(const FileOperation& operation) {
   return result;
 }
 
+json CallJson(const winsim::TraceEntry& call) {
+  return {{"process", call.process},
+          {"function", call.function},
+          {"arguments", call.arguments},
+          {"error", call.error}};
+}
+
 json TraceJson(const std::vector<winsim::TraceEntry>& trace) {
   json result = json::array();
   for (const winsim::TraceEntry& entry : trace) {
-    result.push_back({{"process", entry.process},
-                      {"function", entry.function},
-                      {"arguments", entry.arguments},
-                      {"error", entry.error}});
+    result.push_back(CallJson(entry));
   }
   return result;
+}
+
+json PassJson(const Pass& pass) {
+  json result = {{"complete", pass.complete}};
+  if (!pass.complete) {
+    result["brokeOffAt"] = pass.at.empty() ? json(nullptr) : json(pass.at);
+    result["cause"] = pass.Cause();
+    result["call"] = pass.call.has_value() ? CallJson(*pass.call) : json(nullptr);
+    result["stopPending"] = pass.stopPending;
+    result["notReached"] = pass.notReached;
+    result["repeats"] = pass.repeats;
+  }
+  return result;
+}
+
+/// Null after the year 9999.
+json TimeJson(std::uint64_t time) {
+  return time > LastTime ? json(nullptr) : json(FormatIso(time));
 }
 
 json ClaimJson(const Verdict& verdict) {
@@ -34,10 +56,20 @@ json ClaimJson(const Verdict& verdict) {
                  {"bound", kinds[static_cast<std::size_t>(claim.kind)]},
                  {"holds", verdict.holds},
                  {"text", verdict.text}};
-  if (claim.kind == Claim::Kind::file) {
-    result["file"] = winsim::ToUtf8(claim.file);
-  } else if (claim.kind == Claim::Kind::time) {
-    result["lapses"] = claim.lapses > LastTime ? json(nullptr) : json(FormatIso(claim.lapses));
+  switch (claim.kind) {
+    case Claim::Kind::file:
+      result["file"] = winsim::ToUtf8(claim.file);
+      result["lookError"] = verdict.lookError;
+      result["doubtful"] = verdict.isDoubtful;
+      break;
+    case Claim::Kind::time:
+      result["time"] = TimeJson(claim.time);
+      result["lapses"] = TimeJson(claim.lapses);
+      break;
+    case Claim::Kind::broken:
+      result["fault"] = {
+          {"value", claim.fault.value}, {"found", claim.fault.found}, {"expected", claim.fault.expected}};
+      break;
   }
   return result;
 }
@@ -52,8 +84,9 @@ json PartsJson(const Component& component) {
   if (component.isDriver) {
     result["loaded"] = component.loaded;
     result["deviceNodes"] = component.deviceNodes;
-    result["lifetimeRecord"] = component.record;
-    result["auto"] = component.automatic.has_value() ? json(*component.automatic) : json(nullptr);
+    result["lifetimeRecord"] = component.record.has_value();
+    result["auto"] =
+        component.record && component.record->automatic ? json(*component.record->automatic) : json(nullptr);
   }
   return result;
 }
@@ -65,9 +98,16 @@ json ComponentJson(const StartReport& report, std::size_t index) {
                  {"kind", after.isDriver ? "driver" : "service"},
                  {"result", ResultName(report.outcomes[index].result)},
                  {"reasons", report.outcomes[index].reasons},
+                 {"risks", json::array()},
                  {"imagePath", winsim::ToUtf8(after.imagePath)},
                  {"before", PartsJson(facts.before.components[index])},
                  {"after", PartsJson(after)}};
+  for (const Risk& risk : report.outcomes[index].risks) {
+    json& added = result["risks"].emplace_back(json{{"kind", risk.kind}, {"text", risk.text}});
+    if (!risk.client.empty()) {
+      added["client"] = risk.client;
+    }
+  }
   if (after.isDriver) {
     result["claims"] = json::array();
     for (const Verdict& verdict : facts.verdicts[index]) {
@@ -97,6 +137,9 @@ json StartJson(const StartReport& report, bool withTrace) {
     if (!program.fault.empty()) {
       result["program"]["fault"] = program.fault;
     }
+    if (program.pass.has_value()) {
+      result["program"]["pass"] = PassJson(*program.pass);
+    }
   } else {
     result["program"]["reason"] = program.whyNot;
   }
@@ -122,6 +165,13 @@ json CommandJson(const CommandRun& run, bool withTrace) {
   for (const winsim::ShownMessageBox& box : run.messageBoxes) {
     result["messageBoxes"].push_back(
         {{"caption", winsim::ToUtf8(box.caption)}, {"text", winsim::ToUtf8(box.text)}, {"type", box.type}});
+  }
+  result["stillNeeded"] = json::array();
+  for (const Needed& needed : run.needed) {
+    result["stillNeeded"].push_back({{"name", needed.driver}, {"reasons", needed.reasons}});
+  }
+  if (!run.failure.empty()) {
+    result["cause"] = run.failure;
   }
   if (!run.fault.empty()) {
     result["fault"] = run.fault;

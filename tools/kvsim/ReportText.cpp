@@ -1,6 +1,6 @@
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <cctype>
 #include <optional>
 
 #include "Report.h"
@@ -9,7 +9,9 @@
 namespace kvsim {
 namespace {
 
+using tools::Columns;
 using tools::Join;
+using tools::OneLine;
 using tools::Padded;
 using tools::Printable;
 using tools::Terminal;
@@ -19,6 +21,7 @@ constexpr std::size_t NameColumns = 10;
 constexpr std::size_t ResultColumns = 17;
 constexpr std::size_t TextColumn = 2 + NameColumns + ResultColumns;
 constexpr std::size_t LabelColumns = 13;
+constexpr const char* RiskLabel = "risk: ";
 
 Style StyleOf(Result result) {
   switch (result) {
@@ -39,21 +42,31 @@ Style StyleOf(Result result) {
 }
 
 /// A line about something else than a component.
-std::string Row(const Terminal& terminal, const std::string& label, const std::string& text) {
-  return terminal.Hanging("  " + Padded(label, LabelColumns), 2 + LabelColumns, Printable(text), 2) + '\n';
+std::string Row(const Terminal& terminal, const std::string& label, const std::string& text,
+                std::optional<Style> style = std::nullopt) {
+  const std::string lead = Padded(label, LabelColumns);
+  return terminal.Hanging("  " + (style.has_value() ? terminal.Styled(*style, lead) : lead), 2 + LabelColumns,
+                          Printable(text), 2) +
+         '\n';
 }
 
 std::string ComponentRows(const Terminal& terminal, const Component& component, const Outcome& outcome) {
   const std::string result = Padded(ResultText(outcome.result), ResultColumns);
   const std::string lead =
       "  " + Padded(component.name, NameColumns) + terminal.Styled(StyleOf(outcome.result), result);
-  if (outcome.reasons.empty()) {
+  if (outcome.reasons.empty() && outcome.risks.empty()) {
     return lead.substr(0, lead.find_last_not_of(' ') + 1) + '\n';
   }
   std::string text;
   for (const std::string& reason : outcome.reasons) {
     const std::string front = text.empty() ? lead : std::string(TextColumn, ' ');
     text += terminal.Hanging(front, TextColumn, Printable(reason), 2) + '\n';
+  }
+  for (const Risk& risk : outcome.risks) {
+    const std::string front = text.empty() ? lead : std::string(TextColumn, ' ');
+    text += terminal.Hanging(front + terminal.Styled(Style::warning, RiskLabel),
+                             TextColumn + Columns(RiskLabel), Printable(risk.text)) +
+            '\n';
   }
   return text;
 }
@@ -63,7 +76,12 @@ std::string OperationText(const FileOperation& operation) {
                               : "moves " + operation.from + " to " + operation.to;
 }
 
-std::string ProgramText(const ProgramRun& run) {
+std::string PassEnd(const Pass& pass) {
+  return pass.at.empty() ? "before the first driver" : "at " + pass.at;
+}
+
+std::string ProgramText(const StartFacts& facts) {
+  const ProgramRun& run = facts.program;
   if (!run.ran) {
     return "did not run: " + run.whyNot;
   }
@@ -74,7 +92,20 @@ std::string ProgramText(const ProgramRun& run) {
   if (run.duration >= UnitsPerSecond) {
     text += fmt::format("; waited {} for other programs", FormatDuration(run.duration));
   }
+  if (run.BrokeOff()) {
+    text += ", but its pass broke off " + PassEnd(*run.pass) + ": " + run.pass->Cause();
+  } else if (!run.pass.has_value()) {
+    text += fmt::format(", but made no pass: its service entry runs \"{}\"",
+                        winsim::ToUtf8(facts.after.Service().commandLine));
+  }
   return text;
+}
+
+/// What waits behind a pass that broke off, and what comes of it.
+std::string BehindText(const Pass& pass) {
+  const std::string next = pass.repeats ? "the next start does the same if nothing changes"
+                                        : "there is no next pass: the service's entry has gone";
+  return (pass.notReached.empty() ? "" : "not reached: " + Join(pass.notReached) + "; ") + next;
 }
 
 std::string TraceText(const std::vector<winsim::TraceEntry>& trace) {
@@ -125,7 +156,12 @@ std::string StartText(const StartReport& report, unsigned int starts, bool withT
         Row(terminal, "Windows",
             OperationText(carriedOut.operation) + (carriedOut.done ? ", as scheduled" : ": not possible"));
   }
-  text += Row(terminal, ProgramName, ProgramText(facts.program));
+  if (facts.program.BrokeOff()) {
+    text += Row(terminal, ProgramName, ProgramText(facts), Style::bad);
+    text += Row(terminal, "", BehindText(*facts.program.pass));
+  } else {
+    text += Row(terminal, ProgramName, ProgramText(facts));
+  }
   text += LeaksText(facts.program.leftOpen, terminal);
   text += '\n';
   for (std::size_t i = 0; i < report.outcomes.size(); ++i) {
@@ -162,16 +198,38 @@ std::string SummaryText(const StartReport& last, const Terminal& terminal) {
       left.push_back(component.name);
     }
   }
-  std::string text;
+  std::string text, failure;
+  if (facts.program.BrokeOff()) {
+    const Pass& pass = *facts.program.pass;
+    failure = "The pass broke off " + PassEnd(pass) + ": " + pass.Cause() + ".";
+    std::string behind = BehindText(pass);
+    behind[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(behind[0])));
+    text = behind + ". ";
+  }
   if (left.empty()) {
-    text = "What is left goes with the next restart.";
+    text += "What is left goes with the next restart.";
   } else {
-    text = "Still installed: " + Join(left) + ".";
+    text += "Still installed: " + Join(left) + ".";
     if (const auto next = NextLapse(facts); next.has_value()) {
       text += fmt::format(" The next claim to lapse: {}, on {}.", next->second, FormatTime(next->first));
     }
   }
-  return terminal.Hanging("", 0, Printable(text)) + '\n';
+  failure =
+      failure.empty() ? "" : terminal.Styled(Style::bad, terminal.Hanging("", 0, Printable(failure))) + '\n';
+  return failure + terminal.Hanging("", 0, Printable(text)) + '\n';
+}
+
+std::string AnswerText(const CommandRun& run) {
+  if (!run.failure.empty()) {
+    return OneLine(fmt::format("{} failed: {}", ProgramName, run.failure)) + '\n';
+  }
+  std::string text = run.needed.empty() ? "" : fmt::format("{} cannot go yet\n", ProgramName);
+  for (const Needed& needed : run.needed) {
+    for (const std::string& reason : needed.reasons) {
+      text += OneLine("  " + Padded(needed.driver, NameColumns) + reason) + '\n';
+    }
+  }
+  return text;
 }
 
 std::string CommandText(const CommandRun& run, bool withTrace, const Terminal& terminal) {

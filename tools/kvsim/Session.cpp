@@ -62,6 +62,7 @@ Session::Session(const std::filesystem::path& folder, std::uint64_t time) {
 
 /// The program's turn on a thread of the machine.
 int Session::RunProgram() {
+  m_programRan = true;
   const bool watched = m_facts != nullptr && !m_facts->begun.has_value();
   if (watched) {
     m_facts->begun = Look(Machine());
@@ -80,6 +81,17 @@ int Session::RunProgram() {
     m_facts->program.duration = Machine().clock.Now() - m_facts->begun->time;
   }
   return exitCode;
+}
+
+/// By the files and the clock as they are now.
+std::vector<std::vector<Verdict>> Session::Judge(const View& view) const {
+  std::vector<std::vector<Verdict>> verdicts;
+  for (const Component& component : view.components) {
+    verdicts.push_back(component.record
+                           ? kvsim::Judge(Machine(), component.record->claims, Machine().clock.Now())
+                           : std::vector<Verdict>());
+  }
+  return verdicts;
 }
 
 StartFacts Session::Start(std::uint64_t time) {
@@ -115,8 +127,9 @@ StartFacts Session::Start(std::uint64_t time) {
   for (CarriedOut& carriedOut : facts.operations) {
     carriedOut.done = carriedOut.done && !machine.files.Exists(winsim::FromUtf8(carriedOut.operation.from));
   }
-  for (const Component& component : facts.Begun().components) {
-    facts.verdicts.push_back(Judge(machine, component.claims, facts.after.time));
+  facts.verdicts = Judge(facts.Begun());
+  if (facts.program.ran) {
+    facts.program.pass = JudgePass(facts);
   }
   return facts;
 }
@@ -149,6 +162,19 @@ CommandRun Session::Run(const std::u16string& commandLine) {
   }
   run.trace = Renumbered(machine.gate.TakeTrace());
   run.fault = m_fault;
+  if (m_programRan && run.exitCode == UINT32_MAX) {
+    run.failure = CauseOf(run.trace);
+  }
+  // The program answers "not yet" and shows no message box: it was asked whether it can go.
+  if (m_programRan && run.exitCode == 1 && machine.messageBoxes.empty()) {
+    const View view = Look(machine);
+    const auto verdicts = Judge(view);
+    for (std::size_t i = 0; i < view.components.size(); ++i) {
+      if (const Component& driver = view.components[i]; driver.isDriver && !driver.IsExpired()) {
+        run.needed.push_back({driver.name, WhyNeeded(driver, verdicts[i])});
+      }
+    }
+  }
   run.messageBoxes = machine.messageBoxes;
   run.leftOpen = machine.leakedHandles;
   return run;

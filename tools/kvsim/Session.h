@@ -10,6 +10,12 @@
 
 namespace kvsim {
 
+/// A driver that keeps the program on the machine, and why, a clause each.
+struct Needed {
+  std::string driver;
+  std::vector<std::string> reasons;
+};
+
 /// What a command line did on the machine.
 struct CommandRun {
   std::uint32_t exitCode = 0;
@@ -17,6 +23,8 @@ struct CommandRun {
   std::vector<winsim::ShownMessageBox> messageBoxes;
   std::vector<winsim::TraceEntry> trace;
   std::vector<std::string> leftOpen;
+  std::vector<Needed> needed;  // when the program answered that it cannot go yet
+  std::string failure;         // the call that made it fail (-1)
 };
 
 /// A machine loaded from its folder, with the program that kvsim brings along on it.
@@ -41,12 +49,14 @@ class Session {
 
  private:
   winsim::Machine& Machine() const { return m_folder->GetMachine(); }
+  std::vector<std::vector<Verdict>> Judge(const View& view) const;
   int RunProgram();
   std::uint32_t RunToEnd(const std::u16string& commandLine);
 
   std::unique_ptr<winsim::MachineFolder> m_folder;
   winsim::Program m_program;
   StartFacts* m_facts = nullptr;  // while a start goes on
+  bool m_programRan = false;
   std::string m_fault;
 };
 
