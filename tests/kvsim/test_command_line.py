@@ -15,36 +15,55 @@ from support import KVSIM, SAMPLE, SERVICES, START, KvsimTest, driver_keys, time
 class CommandLine(KvsimTest):
     def test_wrong_command_lines_end_with_2_and_one_line(self):
         cases = {
-            ("--bogus",): "--bogus.*see kvsim --help",
+            ("--bogus",): "unknown option '--bogus'; see kvsim --help",
             ("boot",): "MACHINE is required; see kvsim boot --help",
-            (): "subcommand",
-            ("bot", "x"): "'bot'; see kvsim --help",
+            (): "a command is missing: boot, exec; see kvsim --help",
+            ("bot", "x"): "unknown command 'bot' .did you mean 'boot'.*; see kvsim --help",
+            ("help", "exce"): "unknown command 'exce' .did you mean 'exec'.*; see kvsim --help",
+            ("boot", "x", "--stats", "3"): "unknown option '--stats' .did you mean '--starts'.*; see kvsim boot --help",
+            ("--trace", "boot", "x"): "'--trace' belongs behind the command boot",
+            ("boot", ""): "what follows 'boot' is empty",
+            ("boot", "x", "--save="): "the value of '--save=' is empty",
+            ("exec", "x", "--", ""): "command line behind '--'",
+            ("boot", "x", "--every", "2d"): "--every requires --starts",
+            ("boot", "x", "--starts", "2", "--every", "1M"): "'1M' may mean months or minutes; expected",
+            ("boot", "x", "--at", "2026-03-01+01:00"): "is not a time",
+            ("boot", "x", "--at", "2026-03-01T08:00+1"): "is not a time",
+            ("boot", "x", "--at", "1601-01-01T00:00+00:01"): "is not a time",
             ("boot", "x", "y"): "'y'; see kvsim boot --help",
             ("boot", "x", "--starts", "0"): "--starts.*1 to 10000",
             ("boot", "x", "--starts", "many"): "--starts",
             ("boot", "x", "--at", "2026-02-30"): "--at: '2026-02-30' is not a time; expected",
             ("boot", "x", "--at", "1600-01-01"): "--at",
-            ("boot", "x", "--every", "1y"): "--every: '1y' is not a length of time; expected",
-            ("boot", "x", "--every", "PT"): "--every",
-            ("boot", "x", "--every", "P1H"): "--every",
+            ("boot", "x", "--starts", "2", "--every", "1y"): "--every: '1y' is not a length of time; expected",
+            ("boot", "x", "--starts", "2", "--every", "PT"): "--every",
+            ("boot", "x", "--starts", "2", "--every", "P1H"): "--every",
             ("boot", "x", "--at", "9999-12-30", "--starts", "9"): "--every.*after the year 9999",
             ("boot", "x", "--", "kvdel01.exe"): "only exec",
             ("exec", "x"): "command line behind '--'",
-            ("exec", "x", "kvdel01.exe"): "'kvdel01.exe'; see kvsim exec --help",
+            ("exec", "x", "kvdel01.exe"): "command line behind '--'",
+            ("exec", "x", "y", "--", "z"): "unknown argument 'y'; see kvsim exec --help",
         }
+        for option in ("--at", "--save", "--starts", "--every"):
+            cases["boot", "x", option, ""] = f"what follows '{option}' is empty; is a variable"
         for arguments, pattern in cases.items():
             with self.subTest(arguments=arguments):
                 self.assert_fails(self.kvsim(*arguments), 2, pattern)
 
     def test_help_and_version_tell_about_exit_codes_and_the_number(self):
-        for arguments in (["--help"], ["boot", "--help"], ["exec", "--help"]):
+        for arguments, alias in ((["--help"], ["help"]), (["boot", "--help"], ["help", "boot"]), (["exec", "-h"], ["help", "exec"])):
             run = self.kvsim(*arguments)
             self.assertEqual((run.returncode, run.stderr), (0, ""))
-            self.assertRegex(run.stdout, "Exit codes:(.|\n)*  4  ")
+            self.assertRegex(run.stdout, "Usage: kvsim (.|\n)*\nExamples:\n  kvsim (.|\n)*Exit codes:(.|\n)*  4  ")
+            self.assertEqual(self.kvsim(*alias).stdout, run.stdout)
+            script = subprocess.run(["./run"] + arguments, executable=KVSIM, capture_output=True, text=True)
+            self.assertRegex(script.stdout, "Usage: ./run (.|\n)*\nExamples:\n  ./run ")
         self.assertRegex(self.kvsim("--version").stdout, r"\Akvsim \d+\.\d+\.\d+\n\Z")
+        self.assertEqual(self.kvsim("-V").stdout, self.kvsim("--version").stdout)
 
     def test_times_and_lengths_of_time_in_all_their_forms(self):
         times = {"2026-03-01T08:00:00Z": START, "2026-03-01T08:00Z": START, "2026-03-01 08:00:00": START,
+                 "2026-03-01T09:30:00+01:30": START, "2026-02-28 23:00-0900": START,
                  "2026-03-01": "2026-03-01T00:00:00Z", "2024-02-29T23:59:59Z": "2024-02-29T23:59:59Z"}
         for text, expected in times.items():
             self.assertEqual(self.boot(SAMPLE, "--at", text)[0]["time"], expected)

@@ -37,11 +37,12 @@ int Report(const tools::Failure& failure, bool json) {
 class CommandLine {
  public:
   CommandLine() {
-    app.set_version_flag("--version", "kvsign " KVSIGN_VERSION);
-    app.footer(Footer);
+    app.set_version_flag("-V,--version", "kvsign " KVSIGN_VERSION);
+    app.footer(FooterWith("kvsign verify kvlnk03.sys\n  kvsign help sign"));
     app.require_subcommand(1);
 
-    signCommand = Add("sign", "Signs an image and writes the signed one to OUT, which may be IN");
+    signCommand = Add("sign", "Signs an image and writes the signed one to OUT, which may be IN",
+                      "kvsign sign --key private.pem kvlnk03.sys signed/kvlnk03.sys");
     signCommand->add_option("--key", sign.key, "Private key (RSA, 1024 bits, PEM, not encrypted)")
         ->type_name("KEY.pem")
         ->required();
@@ -51,23 +52,27 @@ class CommandLine {
     signCommand->add_option("IN", sign.input, "Image to sign (.sys, .dll, .exe)")->required();
     signCommand->add_option("OUT", sign.output, "Signed image")->required();
 
-    verifyCommand = Add("verify", "Tells whether images carry a valid signature, one line for each");
+    verifyCommand = Add("verify", "Tells whether images carry a valid signature, one line for each",
+                        "kvsign verify *.sys\n  kvsign verify --key public.pem --json kvlnk03.sys");
     verifyCommand->add_option("--key", verify.key, "Public key to verify with; else the product's own")
         ->type_name("PUB.pem");
     verifyCommand->add_flag("--json", verify.json, "Write one JSON document instead of text");
     verifyCommand->add_option("FILE", verify.files, "Images")->required();
 
     digestCommand =
-        Add("digest", "Prints the SHA-512 of what a signature covers, as sha512sum does for files");
+        Add("digest", "Prints the SHA-512 of what a signature covers, as sha512sum does for files",
+            "kvsign digest kvlnk03.sys");
     digestCommand->add_option("FILE", digestFiles, "Images")->required();
 
-    infoCommand = Add("info", "Shows an image's headers and sections, and what of them a signature covers");
+    infoCommand = Add("info", "Shows an image's headers and sections, and what of them a signature covers",
+                      "kvsign info kvlnk03.sys\n  kvsign info --json kvlnk03.sys");
     infoCommand->add_flag("--json", info.json, "Write one JSON document instead of text");
     infoCommand->add_option("FILE", info.file, "Image")->required();
 
     exportCommand = Add("export-key",
                         "Writes a public key as the source file that the build takes "
-                        "(-DKV_PUBLIC_KEY=FILE)");
+                        "(-DKV_PUBLIC_KEY=FILE)",
+                        "kvsign export-key public.pem --output PublicKey.cpp");
     exportCommand->add_option("--output", exportKey.output, "File to write; else standard output")
         ->type_name("FILE");
     exportCommand->add_option("PUB.pem", exportKey.key, "Public key (RSA, 1024 bits, PEM)")->required();
@@ -84,9 +89,13 @@ class CommandLine {
   CLI::App app{"Signs driver images for kvdel01, and verifies and explains their signatures.", "kvsign"};
 
  private:
-  CLI::App* Add(const char* name, const char* text) {
+  static std::string FooterWith(const std::string& examples) {
+    return "Examples:\n  " + examples + "\n\n" + Footer;
+  }
+
+  CLI::App* Add(const char* name, const char* text, const char* example) {
     CLI::App* const command = app.add_subcommand(name, text);
-    command->footer(Footer);
+    command->footer(FooterWith(example));
     return command;
   }
 
@@ -108,7 +117,7 @@ int Run(int argc, char** argv) {
   CommandLine line;
   try {
     try {
-      line.app.parse(argc, argv);
+      tools::Parse(line.app, {argv + 1, argv + argc});
       return line.Run();
     } catch (const CLI::CallForVersion& version) {
       tools::Print(std::string(version.what()) + '\n');

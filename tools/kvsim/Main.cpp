@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 
 #include "Commands.h"
@@ -24,16 +26,40 @@ int Report(const tools::Failure& failure, bool json) {
 
 class ExecFormatter : public CLI::Formatter {
  public:
-  std::string make_usage(const CLI::App*, std::string) const override {
-    return "Usage: kvsim exec MACHINE [OPTIONS] -- COMMAND LINE\n";
+  std::string make_usage(const CLI::App* command, std::string) const override {
+    return fmt::format("Usage: {} exec MACHINE [OPTIONS] -- COMMAND LINE\n",
+                       command->get_parent()->get_name());
   }
 };
+
+/// The end of a help text; in the examples "kvsim" is as the user calls it.
+std::string FooterWith(std::string examples, const std::string& calledAs) {
+  for (std::size_t at = 0; (at = examples.find("kvsim ", at)) != std::string::npos;
+       at += calledAs.size() + 1) {
+    examples.replace(at, 5, calledAs);
+  }
+  return "Examples:\n" + examples + '\n' + Footer;
+}
+
+constexpr const char* AppExamples = R"(  kvsim boot samples/workshop --at 2026-03-01T08:00:00Z --starts 2
+  kvsim exec samples/workshop -- kvdel01.exe can-remove-now
+  kvsim help boot
+)";
+constexpr const char* BootExamples = R"(  kvsim boot MACHINE                             what a start does now
+  kvsim boot MACHINE --starts 5 --every 10d      and at the starts after it
+  kvsim boot MACHINE --starts 3 --save after     the machine after the third one
+  kvsim boot MACHINE --at 2026-11-22T20:00+01:00 --json
+)";
+constexpr const char* ExecExamples = R"(  kvsim exec MACHINE -- kvdel01.exe can-remove-now
+  kvsim exec MACHINE --trace -- kvdel01.exe
+  kvsim exec MACHINE -- '"C:\Program Files\x\kvdel01.exe" can-remove-now'
+)";
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
   command.add_option("MACHINE", options.machine, "Machine folder; it is only read")->required();
   command
       .add_option("--at", options.at,
-                  "Time on the machine's clock (UTC), e.g. 2026-11-22T20:00:00Z; else now")
+                  "Time on the machine's clock, e.g. 2026-11-22T20:00:00Z or ...+01:00; else now")
       ->type_name("TIME");
   command.add_option("--save", options.save, "Save the machine to a new or empty folder")
       ->type_name("FOLDER");
@@ -54,42 +80,50 @@ int Run(int argc, char** argv) {
   if (dashes != end) {
     exec.words.assign(dashes + 1, end);
   }
-  CLI::App app("Puts kvdel01.exe on a simulated Windows machine and shows what it does there.", "kvsim");
-  app.set_version_flag("--version", "kvsim " KVSIM_VERSION);
-  app.footer(Footer);
+  const std::string calledAs = tools::CalledAs(argv[0], "kvsim");
+  CLI::App app("Puts kvdel01.exe on a simulated Windows machine and shows what it does there.", calledAs);
+  app.set_version_flag("-V,--version", "kvsim " KVSIM_VERSION);
+  app.footer(FooterWith(AppExamples, calledAs));
   app.require_subcommand(1);
   CLI::App& bootCommand = *app.add_subcommand(
       "boot", "Starts the machine, once or several times, and tells what became of every driver and why");
   AddCommonOptions(bootCommand, boot);
-  bootCommand.add_option("--starts", boot.starts, "Number of starts (1)")
-      ->type_name("NUMBER")
-      ->check(CLI::Range(1u, 10'000u).description(""));
+  CLI::Option* const starts = bootCommand.add_option("--starts", boot.starts, "Number of starts (1)")
+                                  ->type_name("NUMBER")
+                                  ->check(CLI::Range(1u, 10'000u).description(""));
   bootCommand
       .add_option("--every", boot.every, "Time from one start to the next, e.g. 12d, 1d12h, PT12H (1d)")
-      ->type_name("DURATION");
-  bootCommand.footer(Footer);
+      ->type_name("DURATION")
+      ->needs(starts);
+  bootCommand.footer(FooterWith(BootExamples, calledAs));
   CLI::App& execCommand = *app.add_subcommand(
       "exec", "Runs a command line on the started machine and ends with the program's exit code");
   execCommand.formatter(std::make_shared<ExecFormatter>());
   AddCommonOptions(execCommand, exec);
-  execCommand.footer(
-      std::string("The command line begins with the program, as in: -- kvdel01.exe can-remove-now\n") +
-      Footer);
+  execCommand.footer(FooterWith(ExecExamples, calledAs));
 
   try {
     try {
-      app.parse(static_cast<int>(dashes - argv), argv);
-      const bool isExec = execCommand.parsed();
-      if (isExec == exec.words.empty()) {
-        throw UsageError(isExec
-                             ? "exec needs a command line behind '--', such as: -- kvdel01.exe can-remove-now"
-                             : "only exec takes a command line behind '--'; see kvsim boot --help");
+      const bool isExec = dashes - argv > 1 && std::string_view(argv[1]) == "exec";
+      const bool hasCommandLine = !exec.words.empty() && !exec.words.front().empty();
+      try {
+        tools::Parse(app, {argv + 1, dashes});
+      } catch (const CLI::ExtrasError&) {
+        // Most likely they are the command line.
+        if (!isExec || hasCommandLine || app.remaining(true).front().starts_with('-')) {
+          throw;
+        }
+      }
+      if (isExec != hasCommandLine) {
+        throw UsageError(
+            isExec ? "exec needs a command line behind '--', such as: -- kvdel01.exe can-remove-now"
+                   : fmt::format("only exec takes a command line behind '--'; see {} boot --help", calledAs));
       }
       return isExec ? Exec(exec) : Boot(boot);
     } catch (const CLI::CallForVersion& version) {
       tools::Print(std::string(version.what()) + '\n');
-    } catch (const CLI::Success& help) {
-      app.exit(help);
+    } catch (const CLI::Success&) {
+      tools::Print(app.help());
     } catch (const CLI::ParseError& error) {
       throw UsageError(tools::UsageHint(app, error));
     }

@@ -35,7 +35,8 @@ struct Pass {
   std::string Cause() const;
 };
 
-/// What the last call that matters of a run tells about a failure: "NAME(ARGUMENTS) failed with error 5, ...".
+/// What the last call that matters of a run tells about a failure: "NAME(ARGUMENTS) failed with error 5,
+/// ...".
 std::string CauseOf(const std::vector<winsim::TraceEntry>& calls);
 
 /// Nothing when the program did not run as the service.

@@ -28,8 +28,8 @@ class Reader {
   }
   /// Takes a number; of exactly `digits` digits unless that is 0.
   bool Take(unsigned int& number, std::size_t digits = 0) {
-    std::size_t length = m_rest.find_first_not_of("0123456789");
-    length = std::min(length, m_rest.size());
+    std::size_t length = std::min(m_rest.find_first_not_of("0123456789"), m_rest.size());
+    length = digits == 0 ? length : std::min(length, digits);
     const auto [end, error] = std::from_chars(m_rest.data(), m_rest.data() + length, number);
     if (length == 0 || error != std::errc() || (digits != 0 && length != digits)) {
       return false;
@@ -46,6 +46,16 @@ class Reader {
  private:
   std::string_view m_rest;
 };
+
+/// Reads what a time of a zone is ahead of UTC, in seconds: "+01:00", "-0930".
+std::int64_t ReadOffset(Reader& reader, bool& valid) {
+  unsigned int hours = 0, minutes = 0;
+  const bool isBehind = reader.Take('-');
+  valid = valid && (isBehind || reader.Take('+')) && reader.Take(hours, 2);
+  reader.Take(':');
+  valid = valid && reader.Take(minutes, 2) && hours < 24 && minutes < 60;
+  return (isBehind ? -1 : 1) * static_cast<std::int64_t>(hours * 3'600 + minutes * 60);
+}
 
 struct Calendar {
   std::chrono::year_month_day day;
@@ -78,6 +88,8 @@ std::uint64_t SecondsOf(char unit, bool iso, bool clockPart) {
     case 'h':
       return iso && !clockPart ? 0 : 3'600;
     case 'M':
+      // Outside the ISO form it may be a month.
+      return iso && clockPart ? 60 : 0;
     case 'm':
       return iso && !clockPart ? 0 : 60;
     case 'S':
@@ -95,21 +107,28 @@ std::uint64_t ParseTime(std::string_view text, std::string_view option) {
   unsigned int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
   bool valid = reader.Take(year, 4) && reader.Take('-') && reader.Take(month, 2) && reader.Take('-') &&
                reader.Take(day, 2);
-  if (valid && (reader.Take('T') || reader.Take(' '))) {
+  const bool hasClock = valid && (reader.Take('T') || reader.Take(' '));
+  if (hasClock) {
     valid = reader.Take(hour, 2) && reader.Take(':') && reader.Take(minute, 2);
     if (valid && reader.Take(':')) {
       valid = reader.Take(second, 2);
     }
   }
-  reader.Take('Z');
+  const bool isLocal = !reader.Take('Z') && hasClock && !reader.AtEnd();
+  const std::int64_t offset = isLocal ? ReadOffset(reader, valid) : 0;
   const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(year)), std::chrono::month(month),
                                          std::chrono::day(day)};
-  if (!valid || !reader.AtEnd() || !date.ok() || year < 1601 || hour > 23 || minute > 59 || second > 59) {
+  valid = valid && reader.AtEnd() && date.ok() && hour < 24 && minute < 60 && second < 60;
+  const std::int64_t days = valid ? (Days(date) - Epoch).count() : 0;
+  const std::int64_t seconds =
+      days * static_cast<std::int64_t>(SecondsPerDay) + hour * 3'600 + minute * 60 + second - offset;
+  if (!valid || seconds < 0 || static_cast<std::uint64_t>(seconds) > LastTime / UnitsPerSecond) {
     throw UsageError(
-        fmt::format("{}: '{}' is not a time; expected UTC such as 2026-11-22T20:00:00Z", option, text));
+        fmt::format("{}: '{}' is not a time; expected one such as 2026-11-22T20:00:00Z or "
+                    "2026-11-22T21:00+01:00, from 1601 on",
+                    option, text));
   }
-  const auto days = static_cast<std::uint64_t>((Days(date) - Epoch).count());
-  return (days * SecondsPerDay + hour * 3'600 + minute * 60 + second) * UnitsPerSecond;
+  return static_cast<std::uint64_t>(seconds) * UnitsPerSecond;
 }
 
 std::uint64_t ParseDuration(std::string_view text, std::string_view option) {
@@ -130,6 +149,11 @@ std::uint64_t ParseDuration(std::string_view text, std::string_view option) {
     seconds += number * unit;
     valid = unit != 0 && seconds <= LastTime / UnitsPerSecond;
     ++parts;
+  }
+  if (!iso && text.ends_with('M')) {
+    throw UsageError(
+        fmt::format("{}: '{}' may mean months or minutes; expected days such as 30d, or minutes such as 1m",
+                    option, text));
   }
   if (!valid || parts == 0) {
     throw UsageError(
