@@ -69,12 +69,13 @@ void LoadHostTree(const fs::path& hostFolder, FileSystem& files, const std::u16s
   }
 }
 
-void SaveHostTree(FileNode& folder, const fs::path& hostFolder) {
+void SaveHostTree(FileNode& folder, const fs::path& hostFolder, const std::function<void()>& beforeEach) {
   for (const auto& [name, node] : folder.children) {
+    beforeEach();
     const fs::path target = hostFolder / ToUtf8(node->name);
     if (node->IsFolder()) {
       fs::create_directory(target);
-      SaveHostTree(*node, target);
+      SaveHostTree(*node, target, beforeEach);
     } else if (!node->HostPath().empty()) {
       fs::copy_file(node->HostPath(), target);
       if (fs::file_size(target) != node->Size()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,9 @@ std::vector<std::filesystem::path> SortedEntries(const std::filesystem::path& fo
 /// Throws MachineFolderError.
 void LoadHostTree(const std::filesystem::path& hostFolder, FileSystem& files, const std::u16string& path);
 
-/// Writes what is in `folder` to a folder of the host, which exists. Throws std::filesystem::filesystem_error
-/// or std::runtime_error.
-void SaveHostTree(FileNode& folder, const std::filesystem::path& hostFolder);
+/// Writes what is in `folder` to a folder of the host, which exists; `beforeEach` is called before each file.
+/// Throws std::filesystem::filesystem_error or std::runtime_error, and what `beforeEach` throws.
+void SaveHostTree(FileNode& folder, const std::filesystem::path& hostFolder,
+                  const std::function<void()>& beforeEach);
 
 }  // namespace winsim

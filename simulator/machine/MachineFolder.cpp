@@ -1,6 +1,8 @@
 #include "machine/MachineFolder.h"
 
-#include <stdlib.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -59,25 +61,45 @@ fs::path Named(const char* name, const std::vector<fs::path>& entries) {
   return found;
 }
 
-/// A folder of the host that goes with its contents unless it is kept.
+/// The folder beside `target` in which that is made: it goes with its contents unless it is kept. Its lock
+/// tells one in use from one that a killed process left.
 class WorkFolder {
  public:
-  explicit WorkFolder(const fs::path& parent) : m_path((parent / ".kvsim-saving-XXXXXX").string()) {
-    if (mkdtemp(m_path.data()) == nullptr) {
-      throw SaveError(parent.string() + " cannot be written to: " + std::strerror(errno));
+  explicit WorkFolder(const fs::path& target)
+      : m_path(target.parent_path() / (".kvsim-saving-" + target.filename().string())) {
+    const bool isNew = mkdir(m_path.c_str(), 0700) == 0;
+    m_lock =
+        isNew || errno == EEXIST ? open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1;
+    if (m_lock < 0) {
+      throw SaveError(m_path.string() + " cannot be made: " + std::strerror(errno));
+    }
+    if (flock(m_lock, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+      close(m_lock);
+      throw SaveError(target.string() + " is being saved to by another kvsim");
+    }
+    try {
+      for (const fs::path& left : isNew ? std::vector<fs::path>() : SortedEntries(m_path)) {
+        fs::remove_all(left);
+      }
+    } catch (const std::exception& error) {
+      close(m_lock);
+      throw SaveError(m_path.string() +
+                      ", left over from a save that was killed, cannot be emptied: " + error.what());
     }
   }
   ~WorkFolder() {
     std::error_code ignored;
     fs::remove_all(m_path, ignored);
+    close(m_lock);
   }
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;
 
-  fs::path Path() const { return m_path; }
+  const fs::path& Path() const { return m_path; }
 
  private:
-  std::string m_path;
+  fs::path m_path;
+  int m_lock;
 };
 
 /// The full path of a folder that may not exist yet.
@@ -265,48 +287,62 @@ void MachineFolder::StartMachine(Machine::AutoStart autoStart) {
 }
 
 void MachineFolder::CheckTarget(const fs::path& target) const {
-  const fs::path path = target.empty() ? target : Normalized(target);
-  if (fs::exists(path) && !fs::is_directory(path)) {
-    throw SaveError(target.string() +
-                    " exists and is not a folder; expected a new or empty folder to save to");
-  }
-  if (fs::exists(path) && !fs::is_empty(path)) {
-    throw SaveError(target.string() + " is not empty; expected a new or empty folder to save to");
-  }
-  if (!path.empty() && IsWithin(path, Normalized(m_folder))) {
-    throw SaveError(target.string() +
-                    " is inside the machine folder, which is never changed; expected one outside");
-  }
-  if (path.empty() || access(path.parent_path().c_str(), W_OK | X_OK) != 0) {
-    throw SaveError(path.empty() ? "no folder to save to"
-                                 : path.parent_path().string() + " cannot be written to");
+  const auto refuse = [&](const fs::path& path, const std::string& problem) {
+    throw SaveError(path.string() + ' ' + problem);
+  };
+  try {
+    const fs::path path = Normalized(target);
+    const fs::path parent = path.parent_path();
+    if (fs::exists(path) && !fs::is_directory(path)) {
+      refuse(target, "exists and is not a folder; expected a new or empty folder to save to");
+    }
+    if (fs::exists(path) && !fs::is_empty(path)) {
+      refuse(target, "is not empty; expected a new or empty folder to save to");
+    }
+    if (IsWithin(path, Normalized(m_folder))) {
+      refuse(target, "is inside the machine folder, which is never changed; expected one outside");
+    }
+    if (!fs::is_directory(parent)) {
+      refuse(parent, std::string(fs::exists(parent) ? "is not a folder" : "does not exist") +
+                         "; expected the folder to make " + path.filename().string() + " in");
+    }
+    if (access(parent.c_str(), W_OK | X_OK) != 0) {
+      refuse(parent, std::string("cannot be written to: ") + std::strerror(errno));
+    }
+  } catch (const fs::filesystem_error& error) {
+    refuse(target, "cannot be saved to: " + error.code().message());
   }
 }
 
-void MachineFolder::Save(const fs::path& target) const {
+void MachineFolder::Save(const fs::path& target, const std::function<void()>& beforeEach) const {
   CheckTarget(target);
   const fs::path path = Normalized(target);
-  const WorkFolder work(path.parent_path());
+  const WorkFolder work(path);
   const fs::path folder = work.Path() / "machine";
   try {
     fs::create_directory(folder);
+    beforeEach();
     SaveRegFile(folder / "registry.reg", m_machine->registry);
     for (const auto& [letter, drive] : m_machine->files.Drives()) {
       if (drive.hasMedium || !drive.root->children.empty()) {
         const fs::path hostFolder = folder / std::string(1, static_cast<char>(letter));
         fs::create_directory(hostFolder);
-        SaveHostTree(*drive.root, hostFolder);
+        SaveHostTree(*drive.root, hostFolder, beforeEach);
       }
     }
     for (const auto& [share, inside] : m_description.shares) {
       if (DriveOf(*inside.begin()) == 0) {
         fs::create_directories(folder / inside);
-        SaveHostTree(*m_machine->files.Find(share), folder / inside);
+        SaveHostTree(*m_machine->files.Find(share), folder / inside, beforeEach);
       }
     }
     if (const std::string json = FormatMachineJson(m_description, *m_machine); !json.empty()) {
-      std::ofstream(folder / "machine.json", std::ios::binary) << json;
+      std::ofstream stream(folder / "machine.json", std::ios::binary);
+      if (!(stream << json).flush()) {
+        throw std::runtime_error("machine.json cannot be written: " + std::string(std::strerror(errno)));
+      }
     }
+    beforeEach();
     fs::rename(folder, path);
   } catch (const std::exception& error) {
     throw SaveError(target.string() + " cannot be saved: " + error.what());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -34,8 +35,11 @@ class MachineFolder {
   /// Throws SaveError unless `target` is a new or empty folder, outside the folder that the machine came
   /// from, in a folder that exists.
   void CheckTarget(const std::filesystem::path& target) const;
-  /// Saves the machine's disk to `target`, all of it or, with a SaveError, nothing.
-  void Save(const std::filesystem::path& target) const;
+  /// Saves the machine's disk to `target`, all of it or, with a SaveError, nothing. What `beforeEach` throws,
+  /// which is called before each file, ends it in the same way. It is written to ".kvsim-saving-" and the
+  /// target's name beside it first; what a save that was killed left there is taken over.
+  void Save(
+      const std::filesystem::path& target, const std::function<void()>& beforeEach = [] {}) const;
 
  private:
   MachineFolder(std::filesystem::path folder, std::filesystem::path json, std::uint64_t startTime);

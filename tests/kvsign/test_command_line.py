@@ -14,7 +14,7 @@ ACCEPTED = edited(DRIVER, (lambda image: image.sections[-1], "Characteristics", 
 
 class CommandLine(KvsignTest):
     def test_wrong_command_lines_end_with_2_and_one_line(self):
-        cases = {(): "see kvsign --help", ("sing", "x"): "'sing'; see kvsign --help",
+        cases = {(): "see kvsign --help", ("sing", "x"): "'sing' .did you mean 'sign'.*; see kvsign --help",
                  ("sign", "a", "b"): "--key is required; see kvsign sign --help",
                  ("verify",): "FILE is required; see kvsign verify --help",
                  ("digest", "--json", "x"): "'--json'; see kvsign digest --help"}

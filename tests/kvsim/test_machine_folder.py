@@ -1,11 +1,14 @@
 """What kvsim takes for a machine folder, what it refuses, and how it saves one."""
 
+import fcntl
 import json
 import os
 import pathlib
+import resource
+import signal
 import unittest
 
-from support import (DRIVERS, SAMPLE, SERVICES, START, SYSTEM, KvsimTest, driver_keys, reg_text, service_keys, time_bytes,
+from support import (DRIVERS, KVSIM, SAMPLE, SERVICES, START, SYSTEM, KvsimTest, driver_keys, reg_text, service_keys, time_bytes,
                      tree)
 
 
@@ -181,7 +184,9 @@ class Saving(KvsimTest):
         file.write_text("x")
         inside = self.machine({"System": {}})
         cases = {full: "is not empty", file: "is not a folder", inside / "saved": "inside the machine folder",
-                 self.folder / "nowhere" / "saved": "cannot be written", pathlib.Path("/proc/saved"): "/proc"}
+                 self.folder / "nowhere" / "saved": "nowhere does not exist; expected the folder to make saved in",
+                 file / "saved": "file is not a folder; expected", self.folder / ("x" * 300): "cannot be saved to: File name",
+                 pathlib.Path("/proc/saved"): "/proc"}
         before = tree(self.folder)
         for target, pattern in cases.items():
             with self.subTest(target.name):
@@ -189,6 +194,42 @@ class Saving(KvsimTest):
                 self.assertEqual(run.returncode, 4)
                 self.assertRegex(run.stderr, f"\\Akvsim: [^\n]*{pattern}[^\n]*\n\\Z")
         self.assertEqual(tree(self.folder), before)
+
+    def test_signals_while_saving_leave_nothing(self):
+        # Pending from the start on, and taken at the save.
+        def send(number):
+            signal.pthread_sigmask(signal.SIG_BLOCK, [number])
+            os.kill(os.getpid(), number)
+
+        before = tree(self.folder)
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            run = self.kvsim("boot", SAMPLE, "--save", self.folder / "saved", preexec_fn=lambda: send(number))
+            self.assertEqual((run.returncode, run.stderr), (-number, "kvsim: interrupted; nothing is saved\n"))
+            self.assertEqual(tree(self.folder), before)
+        run = self.kvsim("boot", SAMPLE, "--save", self.folder / "saved",
+                         preexec_fn=lambda: (signal.signal(signal.SIGHUP, signal.SIG_IGN), send(signal.SIGHUP)))
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def test_what_a_killed_save_left_is_taken_over_unless_it_lives(self):
+        target, left = self.folder / "saved", self.folder / ".kvsim-saving-saved"
+        machine = self.machine(service_keys(), ["C/large"])
+        # The limit kills kvsim when a file becomes larger: the copy of this one, not that of its own program.
+        limit = (pathlib.Path(KVSIM).resolve().parent / "kvdel01.so").stat().st_size + 1000
+        os.truncate(machine / "C/large", limit + 1)
+        run = self.kvsim("boot", machine, "--save", target,
+                         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+        self.assertEqual(run.returncode, -signal.SIGXFSZ)
+        self.assertIn("machine/registry.reg", tree(left))
+        living = os.open(left, os.O_RDONLY)
+        fcntl.flock(living, fcntl.LOCK_EX)
+        run = self.kvsim("exec", SAMPLE, "--save", target, "--", "kvdel01.exe")
+        self.assertEqual((run.returncode, run.stderr), (4, f"kvsim: {target} is being saved to by another kvsim\n"))
+        self.assertIn("machine/registry.reg", tree(left))
+        os.close(living)
+        run = self.kvsim("exec", machine, "--save", target, "--", "kvdel01.exe")
+        self.assertEqual((run.returncode, run.stderr), (1, ""))
+        self.assertEqual(sorted(os.listdir(self.folder)), ["machine", "saved"])
+        self.assertEqual(tree(target).keys(), tree(machine).keys())
 
     def test_a_saved_machine_is_whole_and_the_original_untouched(self):
         keys = service_keys() | driver_keys("kvlnk03", {"a": {"Mode": 1, "Time": time_bytes(-1)}})

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Errors.h"
+#include "Interruption.h"
 #include "machine/ProgramImage.h"
 
 namespace kvsim {
@@ -92,6 +93,16 @@ std::vector<std::vector<Verdict>> Session::Judge(const View& view) const {
                            : std::vector<Verdict>());
   }
   return verdicts;
+}
+
+void Session::Save(const std::filesystem::path& target) const {
+  const Interruption interruption;
+  try {
+    m_folder->Save(target, [&] { interruption.Check(); });
+  } catch (const Interrupted& signal) {
+    std::fputs("kvsim: interrupted; nothing is saved\n", stderr);
+    Interruption::End(signal);
+  }
 }
 
 StartFacts Session::Start(std::uint64_t time) {

@@ -45,7 +45,8 @@ class Session {
 
   /// Refuses, before any work, a target that could not be saved to. Throws winsim::SaveError.
   void CheckTarget(const std::filesystem::path& target) const { m_folder->CheckTarget(target); }
-  void Save(const std::filesystem::path& target) const { m_folder->Save(target); }
+  /// Throws winsim::SaveError. Ctrl-C and its like end kvsim when what was begun has been removed.
+  void Save(const std::filesystem::path& target) const;
 
  private:
   winsim::Machine& Machine() const { return m_folder->GetMachine(); }
