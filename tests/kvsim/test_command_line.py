@@ -129,12 +129,17 @@ class Output(KvsimTest):
         self.assertEqual(words(coloured), words(self.kvsim(*arguments).stdout))
 
     def test_names_on_the_machine_are_no_commands_to_the_terminal(self):
-        keys = {"System\\CurrentControlSet\\Services\\kvlnk03": {"Type": 1, "Start": 4},
-                "System\\CurrentControlSet\\Services\\kvlnk03\\LifeTime": {"Auto": 1},
-                "System\\CurrentControlSet\\Services\\kvlnk03\\LifeTime\\a\x1b[31mb\x07": {"Mode": 7}}
-        output = self.kvsim("boot", self.machine(keys), "--trace").stdout
-        self.assertIn('"a?[31mb?"', output)
-        self.assertNotRegex(output, "[\x00-\x09\x0b-\x1f\x7f]")
+        name = "a\x1b[31mb\x07 \u202egpj.exe \x9b1m \u2066x\u2069 \u200f\u200b\ufeff\x7f Ж"
+        shown = "a<U+001B>[31mb<U+0007> <U+202E>gpj.exe <U+009B>1m <U+2066>x<U+2069> <U+200F><U+200B><U+FEFF><U+007F> Ж"
+        machine = self.machine(driver_keys("kvlnk03", {name: {"Mode": 0, "File": "C:\\\u202ex"}}))
+        ask = ("--", "kvdel01.exe", "can-remove-now")
+        runs = [self.kvsim("boot", machine, "--trace"), self.kvsim("boot", machine, "--json"), self.kvsim("exec", machine, "--trace", *ask),
+                self.kvsim("exec", machine, "--json", *ask), self.kvsim("boot", self.folder / "\u202e\x9b", "--json")]
+        self.assertIn(f'"{shown}"', runs[0].stdout)
+        self.assertIn("C:\\<U+202E>x", runs[2].stderr)
+        self.assertEqual(json.loads(runs[1].stdout)["starts"][0]["components"][0]["claims"][0]["client"], name)
+        for run in runs:
+            self.assertNotRegex(run.stdout + run.stderr, "[\0-\x09\x0b-\x1f\x7f-\x9f\u200b-\u200f\u202a-\u202e\u2066-\u2069\ufeff]")
 
     def test_the_trace_has_a_line_for_each_call_in_both_forms(self):
         text = self.kvsim("exec", SAMPLE, "--at", START, "--trace", "--", "kvdel01.exe", "can-remove-now").stdout

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/Output.h"
-#include "common/Terminal.h"
+#include "common/Printable.h"
 
 namespace tools {
 

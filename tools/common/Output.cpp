@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "common/Terminal.h"
+#include "common/Printable.h"
 
 namespace tools {
 
@@ -22,7 +22,7 @@ void PrintNotes(const char* tool, const std::vector<std::string>& notes) {
 }
 
 std::string JsonText(const nlohmann::json& document) {
-  return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+  return PrintableJson(document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + '\n';
 }
 
 }  // namespace tools

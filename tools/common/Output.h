@@ -19,7 +19,8 @@ void Print(const std::string& text);
 /// result.
 void PrintNotes(const char* tool, const std::vector<std::string>& notes);
 
-/// The text of a document; bytes that are no UTF-8 (of host paths) become U+FFFD.
+/// The text of a document; bytes that are no UTF-8 (of host paths) become U+FFFD, and what a
+/// terminal would obey is escaped.
 std::string JsonText(const nlohmann::json& document);
 
 }  // namespace tools

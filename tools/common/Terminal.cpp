@@ -85,19 +85,6 @@ std::string Terminal::Hanging(std::string_view lead, std::size_t leadColumns, st
   return result;
 }
 
-std::string Printable(std::string text) {
-  const auto isControl = [](char byte) {
-    return byte != '\n' && (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F);
-  };
-  std::replace_if(text.begin(), text.end(), isControl, '?');
-  return text;
-}
-
-std::string OneLine(std::string text) {
-  std::replace(text.begin(), text.end(), '\n', '?');
-  return Printable(std::move(text));
-}
-
 std::size_t Columns(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(
       text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/Printable.h"
+
 namespace tools {
 
 /// What standard output is: a terminal of some width, which gets colours and wrapped lines, or anything else,
@@ -37,11 +39,6 @@ class Terminal {
   bool m_colours;
 };
 
-/// `text` with its control characters, but for line breaks, replaced: names on a machine are not commands to
-/// the terminal.
-std::string Printable(std::string text);
-/// The same, line breaks too.
-std::string OneLine(std::string text);
 /// Columns that UTF-8 text takes, a character each.
 std::size_t Columns(std::string_view text);
 /// `text` filled up with blanks to `columns`.
