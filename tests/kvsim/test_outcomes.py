@@ -186,6 +186,10 @@ class Outcomes(KvsimTest):
             self.assert_outcome("restart-pending", ["cannot be stopped: stays loaded", "left to the restart: service entry and image file"],
                                 keys, (), {"drivers": {"kvenv01a": {"stop": "refuses"}}}, component=component)
 
+    def test_a_driver_that_could_not_be_loaded_is_removed_at_once(self):
+        self.assert_outcome("removed", ["nobody claims it", "-stopped", "deleted: event-log source, service entry and image file"],
+                            driver_keys("kvaux02") | service_keys(), (), {"drivers": {"kvaux02": {"loadError": 193}}}, component="kvaux02")
+
     def test_why_the_program_did_not_run(self):
         driver = driver_keys("kvenv01a", {"x": FILE})
         cases = {

@@ -33,15 +33,16 @@ char32_t TakeCharacter(std::string_view& text) {
 }
 
 bool IsInvisible(char32_t character) {
-  static constexpr std::array<std::pair<char32_t, char32_t>, 9> ranges = {{{0x00, 0x1F},
-                                                                           {0x7F, 0x9F},
-                                                                           {0xAD, 0xAD},
-                                                                           {0x61C, 0x61C},
-                                                                           {0x200B, 0x200F},
-                                                                           {0x2028, 0x202E},
-                                                                           {0x2060, 0x206F},
-                                                                           {0xFEFF, 0xFEFF},
-                                                                           {0xFFF9, 0xFFFB}}};
+  static constexpr std::array<std::pair<char32_t, char32_t>, 10> ranges = {{{0x00, 0x1F},
+                                                                            {0x7F, 0x9F},
+                                                                            {0xAD, 0xAD},
+                                                                            {0x61C, 0x61C},
+                                                                            {0x200B, 0x200F},
+                                                                            {0x2028, 0x202E},
+                                                                            {0x2060, 0x206F},
+                                                                            {0xFEFF, 0xFEFF},
+                                                                            {0xFFF9, 0xFFFB},
+                                                                            {0xE0000, 0xE007F}}};
   for (const auto& [first, last] : ranges) {
     if (character >= first && character <= last) {
       return true;

@@ -16,16 +16,15 @@ void AddClaimRisks(const std::vector<Verdict>& verdicts, std::uint64_t now, std:
     if (verdict.isDoubtful) {
       risks.push_back(
           {"file-not-seen", claim.client,
-           fmt::format("claim \"{}\" counts as lapsed although its file may be there: only a look "
-                       "that is refused (error 5) keeps a claim, not {}",
+           fmt::format("claim \"{}\" counts as lapsed although its file may be there: the look at it "
+                       "failed ({})",
                        claim.client, ErrorText(verdict.lookError))});
     }
     if (claim.kind == Claim::Kind::time && claim.time > now) {
-      risks.push_back(
-          {"time-ahead", claim.client,
-           fmt::format("claim \"{}\" is dated {}, ahead of the clock ({}): a clock was wrong, and 30 "
-                       "days count from that date",
-                       claim.client, FormatTime(claim.time), FormatTime(now))});
+      risks.push_back({"time-ahead", claim.client,
+                       fmt::format("claim \"{}\" is dated {}, ahead of the clock ({}): one of two clocks was "
+                                   "wrong, and its 30 days begin with that date",
+                                   claim.client, FormatTime(claim.time), FormatTime(now))});
     }
   }
 }
