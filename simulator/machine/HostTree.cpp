@@ -87,7 +87,8 @@ void SaveHostTree(FileNode& folder, const fs::path& hostFolder, const std::funct
       stream.write(reinterpret_cast<const char*>(contents.data()),
                    static_cast<std::streamsize>(contents.size()));
       if (!stream.flush()) {
-        throw std::runtime_error(target.string() + " cannot be written");
+        throw std::runtime_error(target.string() +
+                                 " cannot be written: " + std::generic_category().message(errno));
       }
     }
   }

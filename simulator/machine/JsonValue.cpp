@@ -61,6 +61,9 @@ json ParseJsonFile(const std::filesystem::path& file, std::string& text) {
   if (file.empty()) {
     return json::object();
   }
+  if (std::filesystem::is_directory(file)) {
+    throw MachineFolderError(file, 0, "is a folder; expected a file");
+  }
   std::ifstream stream(file, std::ios::binary);
   text.assign(std::istreambuf_iterator<char>(stream), {});
   if (!stream) {

@@ -1,4 +1,6 @@
+#include <cerrno>
 #include <fstream>
+#include <system_error>
 
 #include "machine/RegFile.h"
 
@@ -150,7 +152,8 @@ void SaveRegFile(const std::filesystem::path& file, Registry& registry) {
   stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   stream.close();
   if (!stream) {
-    throw std::runtime_error(unfinished.string() + ": cannot be written");
+    throw std::runtime_error(unfinished.string() +
+                             ": cannot be written: " + std::generic_category().message(errno));
   }
   std::filesystem::rename(unfinished, file);
 }

@@ -43,7 +43,7 @@ class CommandLine(KvsignTest):
             self.assert_fails(self.kvsign("sign", "--key", KEY, good, target), 4, f"{target}: cannot be written: ")
         with open("/dev/full", "w") as full:
             run = subprocess.run([KVSIGN, "digest", good], stdout=full, stderr=subprocess.PIPE, text=True)
-        self.assertEqual((run.returncode, run.stderr), (4, "kvsign: standard output cannot be written to\n"))
+        self.assertEqual((run.returncode, run.stderr), (4, "kvsign: standard output cannot be written to: No space left on device\n"))
         link.symlink_to(good)
         self.assertEqual(self.kvsign("sign", "--key", KEY, good, link).returncode, 0)
         self.assertEqual({path.name: path.is_symlink() for path in self.folder.iterdir()}, {"good": False, "link": True})

@@ -93,7 +93,7 @@ class CommandLine(KvsimTest):
     def test_a_full_disk_under_standard_output_ends_with_4(self):
         with open("/dev/full", "w") as full:
             run = subprocess.run([KVSIM, "boot", SAMPLE], stdout=full, stderr=subprocess.PIPE, text=True)
-        self.assertEqual((run.returncode, run.stderr), (4, "kvsim: standard output cannot be written to\n"))
+        self.assertEqual((run.returncode, run.stderr), (4, "kvsim: standard output cannot be written to: No space left on device\n"))
 
     def test_finds_its_program_through_a_link_and_from_another_folder(self):
         link = self.folder / "a link"

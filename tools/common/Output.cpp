@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "common/Printable.h"
 
@@ -11,7 +13,7 @@ namespace tools {
 
 void Print(const std::string& text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-    throw OutputError("standard output cannot be written to");
+    throw OutputError("standard output cannot be written to: " + std::generic_category().message(errno));
   }
 }
 
