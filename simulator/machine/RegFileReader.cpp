@@ -6,7 +6,7 @@
 #include <system_error>
 #include <vector>
 
-#include "machine/CodePages.h"
+#include "machine/RegFileText.h"
 
 namespace winsim {
 namespace {
@@ -39,7 +39,11 @@ class Parser {
   Parser(std::string_view bytes, const std::string& name, Registry& registry, const RegFileProgress& progress,
          const CodePage& codePage)
       : m_name(name), m_registry(registry), m_progress(progress), m_codePage(codePage), m_size(bytes.size()) {
-    Decode(bytes);
+    RegFileText text = DecodeRegFile(bytes, name, codePage);
+    m_text = std::move(text.units);
+    m_bytesPerUnit = text.bytesPerUnit;
+    m_isOld = text.isOld;
+    m_ansiLine = text.ansiLine;
   }
 
   /// Returns the line of the first byte that depends on the code page.
@@ -75,50 +79,6 @@ class Parser {
   [[noreturn]] void Fail(const std::string& text) const { FailAt(m_line, text); }
   [[noreturn]] void FailAt(std::size_t line, const std::string& text) const {
     throw RegFileError(m_name, line, text);
-  }
-
-  void Decode(std::string_view bytes) {
-    using namespace std::string_view_literals;
-    const bool hasMark = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
-    const bool bigEndian = bytes.starts_with("\xFE\xFF") || bytes.starts_with("\0W"sv);
-    if (hasMark || bigEndian || bytes.starts_with("W\0"sv)) {
-      bytes.remove_prefix(hasMark ? 2 : 0);
-      m_bytesPerUnit = 2;
-      m_text.resize(bytes.size() / 2);
-      for (std::size_t i = 0; i < m_text.size(); ++i) {
-        const auto first = static_cast<std::uint8_t>(bytes[2 * i]);
-        const auto second = static_cast<std::uint8_t>(bytes[2 * i + 1]);
-        m_text[i] = static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
-      }
-      if (bytes.size() % 2 != 0) {
-        FailAt(LineOf(m_text.size()), "the file ends within a character: expected UTF-16 of two bytes each");
-      }
-    } else if (bytes.starts_with("REGEDIT4")) {
-      m_isOld = true;
-      m_text = m_codePage.Decode(bytes);
-      const auto high = std::find_if(bytes.begin(), bytes.end(),
-                                     [](char c) { return static_cast<unsigned char>(c) > 127; });
-      if (high != bytes.end()) {
-        m_ansiLine = 1 + static_cast<std::size_t>(std::count(bytes.begin(), high, '\n'));
-      }
-    } else {
-      if (bytes.starts_with("\xEF\xBB\xBF")) {
-        bytes.remove_prefix(3);
-      }
-      m_text = FromUtf8(bytes);
-      const std::string again = ToUtf8(m_text);
-      if (again != bytes) {
-        const auto difference = std::mismatch(again.begin(), again.end(), bytes.begin(), bytes.end()).first;
-        FailAt(1 + static_cast<std::size_t>(std::count(again.begin(), difference, '\n')),
-               "expected UTF-16 or UTF-8");
-      }
-    }
-  }
-
-  std::size_t LineOf(std::size_t position) const {
-    const auto begin = m_text.begin();
-    return 1 +
-           static_cast<std::size_t>(std::count(begin, begin + static_cast<std::ptrdiff_t>(position), u'\n'));
   }
 
   char16_t Peek() const { return m_position < m_text.size() ? m_text[m_position] : u'\0'; }
