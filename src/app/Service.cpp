@@ -58,6 +58,7 @@ int Service::Run() {
   CreateInstance();
   try {
     Connect();
+    if (Instance().m_failure) std::rethrow_exception(Instance().m_failure);
   } catch (...) {
     DeleteInstance();
     throw;
@@ -82,7 +83,12 @@ void Service::Execute() {
   m_statusHandle = RegisterServiceCtrlHandlerU(g_serviceName, ControlHandler);
   if (m_statusHandle == nullptr) return;
   Report(SERVICE_RUNNING);
-  DoWork();
+  try {
+    DoWork();
+  } catch (...) {
+    m_failure = std::current_exception();
+  }
+  // The last act: the main thread may go on, and the instance go, as soon as this is reported.
   Report(SERVICE_STOPPED);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <exception>
+
 #include "foundation/Exception.h"
 #include "foundation/Object.h"
 #include "system/WindowsApi.h"
@@ -31,8 +33,8 @@ class Service : public LObject {
   static void DeleteInstance();
 
   /// Connects the process to the service control manager and returns 0 when the service has stopped. The
-  /// instance lives as long as the call. Throws `NotServiceException`, and `Exception` for every other
-  /// failure to connect.
+  /// instance lives as long as the call. Throws `NotServiceException`, `Exception` for every other failure to
+  /// connect, and what left the service's work.
   static int Run();
 
   /// The platform's entry to the service, on a thread of its own.
@@ -40,8 +42,9 @@ class Service : public LObject {
   /// Answers every request of the service control manager with the current status.
   static void WINAPI ControlHandler(DWORD control);
 
-  /// Reports the service as running, does the work and reports it as stopped. Without a control handler there
-  /// is nobody to report to, and nothing is done.
+  /// Reports the service as running, does the work and reports it as stopped, however the work ends; what
+  /// leaves it is kept for `Run`. Without a control handler there is nobody to report to, and nothing is
+  /// done.
   void Execute();
   /// The removal pass.
   void DoWork();
@@ -54,6 +57,7 @@ class Service : public LObject {
 
   SERVICE_STATUS m_status = {};
   SERVICE_STATUS_HANDLE m_statusHandle = nullptr;
+  std::exception_ptr m_failure;  // written before the service is reported as stopped, read after
 };
 
 }  // namespace Main
