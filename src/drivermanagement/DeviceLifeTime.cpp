@@ -36,7 +36,7 @@ void StoreText(unsigned char* target, LUnicodeString text) {
 
 LBuffer TextBytes(LUnicodeString text) {
   LBuffer bytes;
-  bytes.SetSize((text.Length() + 1) * 2);
+  bytes.SetSize(LProduct(text.Length() + 1ull, 2));
   StoreText(LBufferLock(bytes).Data(), text);
   return bytes;
 }

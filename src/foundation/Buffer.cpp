@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <limits>
-#include <new>
 
 LBuffer::LBuffer(const LBuffer& buffer) {
   L_ASSERT(!buffer.IsLocked());
@@ -88,7 +87,7 @@ unsigned char* LBuffer::MakeGap(unsigned int index, unsigned int count) {
   const unsigned int oldSize = Size();
   L_ASSERT_TEXT(index <= oldSize, "index <= Size()");
   if (count == 0) return nullptr;
-  if (count > std::numeric_limits<unsigned int>::max() - oldSize) throw std::bad_alloc();
+  if (count > std::numeric_limits<unsigned int>::max() - oldSize) LThrowOutOfMemory();
   SetSize(oldSize + count);
   unsigned char* const gap = m_pDataStorage->Elements() + index;
   std::memmove(gap + count, gap, oldSize - index);

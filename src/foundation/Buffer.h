@@ -64,13 +64,16 @@ class LBuffer {
   Storage* m_pDataStorage = nullptr;
 };
 
-/// Keeps a buffer locked for the life of a scope. The buffer must outlive the scope and stay locked in it.
+/// Keeps a buffer locked for the life of a scope, which the buffer must outlive. A lock that has ended in the
+/// scope, with the contents that were replaced or taken over, stays ended.
 class LBufferLock {
  public:
   explicit LBufferLock(LBuffer& buffer) : m_buffer(buffer), m_data(buffer.Lock()) {}
   LBufferLock(const LBufferLock&) = delete;
   LBufferLock& operator=(const LBufferLock&) = delete;
-  ~LBufferLock() { m_buffer.Unlock(); }
+  ~LBufferLock() {
+    if (m_buffer.IsLocked()) m_buffer.Unlock();
+  }
 
   /// The first byte, null when the buffer is empty.
   unsigned char* Data() const { return m_data; }

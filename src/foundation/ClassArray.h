@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -22,7 +21,7 @@ class LClassArray {
       Construct(&other.m_elements[m_used]);
     }
   }
-  LClassArray& operator=(LClassArray other) noexcept {
+  LClassArray& operator=(LClassArray other) noexcept(std::is_nothrow_destructible_v<T>) {
     std::swap(m_elements, other.m_elements);
     std::swap(m_used, other.m_used);
     std::swap(m_capacity, other.m_capacity);
@@ -86,8 +85,7 @@ class LClassArray {
 
   void Reserve(unsigned int size) {
     const unsigned long long capacity = (0ull + size + G - 1) / G * G + G;
-    if (capacity > std::numeric_limits<unsigned int>::max() / sizeof(T)) throw std::bad_alloc();
-    T* const elements = static_cast<T*>(LAllocate(static_cast<std::size_t>(capacity) * sizeof(T)));
+    T* const elements = static_cast<T*>(LAllocate(LProduct(capacity, sizeof(T))));
     Relocate(elements, m_elements, m_used);
     LFree(m_elements);
     m_elements = elements;

@@ -86,7 +86,7 @@ class alignas(8) LDynamicStorage {
   /// size whose block could not be described in 32 bits.
   static unsigned int CapacityFor(unsigned int size) {
     if (size > std::numeric_limits<unsigned int>::max() - Granularity - sizeof(LDynamicStorage)) {
-      throw std::bad_alloc();
+      LThrowOutOfMemory();
     }
     const unsigned int rounded = (size + Granularity - 1) / Granularity * Granularity;
     if (rounded >= Threshold) return rounded;

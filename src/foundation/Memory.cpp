@@ -19,14 +19,20 @@ class HeapUse {
   ~HeapUse() { g_lock->Leave(); }
 };
 
+/// The text of the base's own depends on the compiler.
+class OutOfMemory : public std::bad_alloc {
+ public:
+  const char* what() const noexcept override { return "bad allocation"; }
+};
+
 /// The size as the memory manager takes it; `std::bad_alloc` when nobody could serve it.
 unsigned int ManagedSize(std::size_t size) {
-  if (!g_manager || size > std::numeric_limits<unsigned int>::max()) throw std::bad_alloc();
-  return static_cast<unsigned int>(size);
+  if (!g_manager) LThrowOutOfMemory();
+  return LProduct(size, 1);
 }
 
 void* Demand(void* block) {
-  if (!block) throw std::bad_alloc();
+  if (!block) LThrowOutOfMemory();
   return block;
 }
 
@@ -69,6 +75,15 @@ unsigned int MemoryManager::SizeTyped(unsigned int, void* block) {
 
 bool MemoryManager::Validate() {
   return true;
+}
+
+void LThrowOutOfMemory() {
+  throw OutOfMemory();
+}
+
+unsigned int LProduct(unsigned long long count, std::size_t size) {
+  if (count > std::numeric_limits<unsigned int>::max() / size) LThrowOutOfMemory();
+  return static_cast<unsigned int>(count * size);
 }
 
 void LInstallHeap(MemoryManager* manager, LHeapLock* lock) {

@@ -46,6 +46,12 @@ class LHeapLock {
 /// foundation object. Null for both takes the heap away. Called while no other thread uses the foundation.
 void LInstallHeap(MemoryManager* manager, LHeapLock* lock);
 
+/// Throws `std::bad_alloc` with the text "bad allocation" on every platform. Whoever cannot get memory calls
+/// it.
+[[noreturn]] void LThrowOutOfMemory();
+/// `count` times `size`, both in bytes or elements; throws `std::bad_alloc` when no block can be that large.
+unsigned int LProduct(unsigned long long count, std::size_t size);
+
 /// Throws `std::bad_alloc` without a memory manager or without memory.
 void* LAllocate(std::size_t size);
 /// The same for a block that keeps its contents; on `std::bad_alloc` the old block is untouched.

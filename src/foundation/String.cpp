@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include "foundation/TextConversion.h"
 #include "foundation/UnicodeString.h"
@@ -35,7 +34,7 @@ void LString::SetLength(unsigned int length) {
     m_storage = nullptr;
     return;
   }
-  if (length == std::numeric_limits<unsigned int>::max()) throw std::bad_alloc();
+  if (length == std::numeric_limits<unsigned int>::max()) LThrowOutOfMemory();
   if (m_storage) {
     Storage::CopyOnWriteInternal(m_storage, length + 1);
   } else {

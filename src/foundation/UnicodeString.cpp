@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
-#include <new>
 
 #include "foundation/String.h"
 #include "foundation/TextConversion.h"
@@ -14,9 +12,7 @@ namespace {
 constexpr unsigned int UnitSize = sizeof(wchar_t);
 
 unsigned int BytesFor(unsigned long long units) {
-  const unsigned long long bytes = (units + 1) * UnitSize;
-  if (bytes > std::numeric_limits<unsigned int>::max()) throw std::bad_alloc();
-  return static_cast<unsigned int>(bytes);
+  return LProduct(units + 1, UnitSize);
 }
 
 /// Stored text made of two runs of units.

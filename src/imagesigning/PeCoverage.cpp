@@ -57,8 +57,8 @@ Section CheckSection(ImageBytes image, const PeHeaders& headers, std::uint32_t i
           !discardable && !writable && !signature};
 }
 
-std::vector<Section> CheckSections(ImageBytes image, const PeHeaders& headers) {
-  std::vector<Section> sections;
+LVector<Section> CheckSections(ImageBytes image, const PeHeaders& headers) {
+  LVector<Section> sections;
   std::uint32_t end = headers.SectionTableEnd();
   for (std::uint32_t index = 0; index < headers.sectionCount; ++index) {
     sections.push_back(CheckSection(image, headers, index, end));
@@ -68,7 +68,7 @@ std::vector<Section> CheckSections(ImageBytes image, const PeHeaders& headers) {
 }
 
 // What the system throws away after a driver's start cannot vouch for anything later.
-void CheckDirectory(ImageBytes image, const PeHeaders& headers, const std::vector<Section>& sections,
+void CheckDirectory(ImageBytes image, const PeHeaders& headers, const LVector<Section>& sections,
                     std::uint32_t number, PeRule inside, PeRule kept) {
   const PeDirectory directory = ReadDirectory(image, headers, number);
   if (directory.size == 0) return;
@@ -80,7 +80,7 @@ void CheckDirectory(ImageBytes image, const PeHeaders& headers, const std::vecto
 }
 
 // Each relocation that begins in a section lies in it, and begins in its data.
-void CheckRelocations(PeRelocations relocations, const std::vector<Section>& sections) {
+void CheckRelocations(PeRelocations relocations, const LVector<Section>& sections) {
   auto section = sections.begin();
   PeRelocation relocation;
   while (relocations.Next(relocation)) {
@@ -93,7 +93,7 @@ void CheckRelocations(PeRelocations relocations, const std::vector<Section>& sec
   }
 }
 
-void AppendHeaderFields(const PeHeaders& headers, std::uint32_t headersEnd, std::vector<PeRange>& zeros) {
+void AppendHeaderFields(const PeHeaders& headers, std::uint32_t headersEnd, LVector<PeRange>& zeros) {
   const std::uint32_t start = headers.fileHeader;
   zeros.push_back({0, start + MachineEnd});
   for (const PeRange field : ZeroFields) {
@@ -103,14 +103,14 @@ void AppendHeaderFields(const PeHeaders& headers, std::uint32_t headersEnd, std:
   zeros.push_back({headers.SectionTableEnd(), headersEnd});
 }
 
-void AppendSections(const std::vector<Section>& sections, std::vector<PeRange>& zeros) {
+void AppendSections(const LVector<Section>& sections, LVector<PeRange>& zeros) {
   for (const Section& section : sections) {
     zeros.push_back({section.covered ? section.dataEnd : section.extent.begin, section.extent.end});
   }
 }
 
 // Sorts the ranges, joins those that touch and ends them at `size`.
-void Join(std::vector<PeRange>& ranges, std::uint32_t size) {
+void Join(LVector<PeRange>& ranges, std::uint32_t size) {
   std::sort(ranges.begin(), ranges.end(),
             [](const PeRange& left, const PeRange& right) { return left.begin < right.begin; });
   std::size_t count = 0;
@@ -131,7 +131,7 @@ void Join(std::vector<PeRange>& ranges, std::uint32_t size) {
 PeCoverage ReadCoverage(ImageBytes image) {
   const PeHeaders headers = ReadPeHeaders(image);
   Demand(headers.directoryCount <= MaximalDirectoryCount, PeRule::directoryCount, headers.optionalHeader);
-  const std::vector<Section> sections = CheckSections(image, headers);
+  const LVector<Section> sections = CheckSections(image, headers);
   CheckDirectory(image, headers, sections, IMAGE_DIRECTORY_ENTRY_IMPORT, PeRule::importDirectory,
                  PeRule::importDiscardable);
   CheckDirectory(image, headers, sections, IMAGE_DIRECTORY_ENTRY_BASERELOC, PeRule::relocationDirectory,

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
+#include "foundation/Vector.h"
 #include "imagesigning/ImageBytes.h"
 #include "imagesigning/PeRange.h"
 #include "imagesigning/PeRelocations.h"
@@ -16,7 +16,7 @@ struct PeCoverage {
   /// What counts as zeros whatever the image holds there: header fields that loaders and tools change, import
   /// thunk arrays, the data of writable, discardable and signature sections, and the rest of every section
   /// behind its data. Ascending, apart from each other, none empty, all within `size`.
-  std::vector<PeRange> zeros;
+  LVector<PeRange> zeros;
   /// Before the first relocation. None of them is refused any more.
   PeRelocations relocations;
 };

@@ -12,9 +12,9 @@ constexpr std::uint32_t PointerSize(const PeHeaders& headers) {
 }
 
 // Where the thunk arrays begin, ascending.
-std::vector<std::uint32_t> ReadThunkArrays(ImageBytes image, PeDirectory directory) {
+LVector<std::uint32_t> ReadThunkArrays(ImageBytes image, PeDirectory directory) {
   constexpr std::uint32_t step = sizeof(IMAGE_IMPORT_DESCRIPTOR);
-  std::vector<std::uint32_t> starts;
+  LVector<std::uint32_t> starts;
   for (std::uint64_t offset = step; offset <= directory.size; offset += step) {
     const auto descriptor =
         image.Read<IMAGE_IMPORT_DESCRIPTOR>(directory.address + offset - step, PeRule::importDirectory);
@@ -39,7 +39,7 @@ std::uint32_t FindThunkArrayEnd(ImageBytes image, std::uint32_t start, std::uint
 
 }  // namespace
 
-void AppendThunkArrays(ImageBytes image, const PeHeaders& headers, std::vector<PeRange>& ranges) {
+void AppendThunkArrays(ImageBytes image, const PeHeaders& headers, LVector<PeRange>& ranges) {
   const PeDirectory directory = ReadDirectory(image, headers, IMAGE_DIRECTORY_ENTRY_IMPORT);
   if (directory.size == 0) return;
   const std::uint32_t pointerSize = PointerSize(headers);

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <vector>
-
+#include "foundation/Vector.h"
 #include "imagesigning/PeHeaders.h"
 #include "imagesigning/PeRange.h"
 
@@ -10,6 +9,6 @@ namespace DriverManagement::ImageSigning1 {
 /// Adds the import thunk arrays of an image in memory to `ranges`, each with its closing empty entry,
 /// ascending by their beginnings, in part overlapping. The import directory may be absent. Throws
 /// `PeRefusal`. Takes time in proportion to the image, besides sorting, however often its arrays overlap.
-void AppendThunkArrays(ImageBytes image, const PeHeaders& headers, std::vector<PeRange>& ranges);
+void AppendThunkArrays(ImageBytes image, const PeHeaders& headers, LVector<PeRange>& ranges);
 
 }  // namespace DriverManagement::ImageSigning1

@@ -35,7 +35,7 @@ void PeStream::NextRelocation() {
 }
 
 bool PeStream::TakeChunk(const void*& data, unsigned int& size) {
-  const std::vector<PeRange>& zeros = m_coverage->zeros;
+  const LVector<PeRange>& zeros = m_coverage->zeros;
   if (m_position == m_coverage->size) return false;
   if (m_zeroRange < zeros.size() && zeros[m_zeroRange].end <= m_position) ++m_zeroRange;
   while (m_relocation && m_relocation->target < m_position) {

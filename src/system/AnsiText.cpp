@@ -1,7 +1,6 @@
 #include "system/AnsiText.h"
 
 #include <limits>
-#include <new>
 #include <utility>
 
 #include "foundation/Buffer.h"
@@ -18,7 +17,7 @@ namespace {
 /// conversions, which count in signed integers, could not name that size.
 unsigned int RoomFor(unsigned long long characters) {
   const unsigned long long room = characters * Platform().maximalCharacterSize;
-  if (room > static_cast<unsigned int>(std::numeric_limits<int>::max())) throw std::bad_alloc();
+  if (room > static_cast<unsigned int>(std::numeric_limits<int>::max())) LThrowOutOfMemory();
   return static_cast<unsigned int>(room);
 }
 
@@ -106,7 +105,7 @@ unsigned int AnsiOutput::ToWide(wchar_t* target, unsigned int length) {
   // A text with more bytes than there are units of room may still fit, when characters have several bytes;
   // but the conversion wants a unit of room for each byte.
   LBuffer wide;
-  wide.SetSize((length + 1) * static_cast<unsigned int>(sizeof(wchar_t)));
+  wide.SetSize(LProduct(length + 1ull, sizeof(wchar_t)));
   const LBufferLock lock(wide);
   wchar_t* const units = reinterpret_cast<wchar_t*>(lock.Data());
   const unsigned int unitCount = AnsiStringToUnicodeStringWithFree(units, std::exchange(m_text, nullptr),

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <limits>
-#include <new>
-
 #include "foundation/Buffer.h"
 #include "foundation/UnicodeString.h"
 
@@ -10,8 +7,7 @@ namespace LCommon::System {
 
 /// Twice `size`; throws `std::bad_alloc` when no buffer can be that large.
 inline unsigned int Doubled(unsigned int size) {
-  if (size > std::numeric_limits<unsigned int>::max() / 4) throw std::bad_alloc();
-  return 2 * size;
+  return LProduct(size, 2);
 }
 
 /// Text from a platform function that fills a caller's buffer without saying how much it needs. `read(buffer,
@@ -22,7 +18,7 @@ template <class Read>
 LUnicodeString ReadGrowingText(unsigned int firstRoom, Read read) {
   LBuffer buffer;
   for (unsigned int room = firstRoom;; room = Doubled(room)) {
-    buffer.SetSize((room + 1) * static_cast<unsigned int>(sizeof(wchar_t)));
+    buffer.SetSize(LProduct(room + 1ull, sizeof(wchar_t)));
     const LBufferLock lock(buffer);
     wchar_t* const units = reinterpret_cast<wchar_t*>(lock.Data());
     units[0] = 0;

@@ -36,7 +36,7 @@ LSTATUS ReadAnsiValue(HKEY key, LPCSTR name, LPDWORD reserved, DWORD& type, LBuf
 /// The text of `ansi`, without the zero byte added behind it, in units.
 LBuffer ToWideData(LBuffer& ansi) {
   LBuffer wide;
-  wide.SetSize(ansi.Size() * static_cast<unsigned int>(sizeof(wchar_t)));
+  wide.SetSize(LProduct(ansi.Size(), sizeof(wchar_t)));
   unsigned int length;
   {
     const LBufferLock source(ansi);
@@ -45,7 +45,7 @@ LBuffer ToWideData(LBuffer& ansi) {
     length = AnsiStringToUnicodeStringWithFree(reinterpret_cast<wchar_t*>(target.Data()), text, ansi.Size(),
                                                text, 0, 0);
   }
-  wide.SetSize(length * static_cast<unsigned int>(sizeof(wchar_t)));
+  wide.SetSize(LProduct(length, sizeof(wchar_t)));
   return wide;
 }
 

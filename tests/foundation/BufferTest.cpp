@@ -89,8 +89,10 @@ TEST_CASE("a locked buffer refuses every use but unlocking and letting go") {
 
   LBuffer empty;
   CHECK(LBufferLock(empty).Data() == nullptr);
-  locked.Lock();
-  locked = other;
+  {
+    const LBufferLock lock(locked);
+    locked = other;
+  }
   CHECK(heap.Blocks() == 1);
   LBuffer dropped = Text("x");
   dropped.Lock();

@@ -40,7 +40,9 @@ TEST_CASE("messages are cut at their limits") {
 }
 
 TEST_CASE("a block is resized in place, moves, or fails as bad_alloc and stays") {
-  CHECK_THROWS_AS(LAllocate(1), std::bad_alloc);
+  CHECK_THROWS_WITH_AS(LAllocate(1), "bad allocation", std::bad_alloc);
+  CHECK(LProduct(0x55555555, 3) == 0xFFFFFFFF);
+  CHECK_THROWS_WITH_AS(LProduct(0x80000000, 2), "bad allocation", std::bad_alloc);
   char unmanaged = 0;
   LFree(&unmanaged);
 

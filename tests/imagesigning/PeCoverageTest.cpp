@@ -88,7 +88,7 @@ TEST_CASE("200,000 descriptors that share a thunk array of 6 MB are read in one 
     PutNumber(image, start + 4 * index, 4, 0x80000001);
   }
   PutNumber(image, ImageDirectory(image, 1), 8, std::uint64_t{20 * (count + 1)} << 32 | offset);
-  const std::vector<PeRange> zeros = ReadCoverage(View(image)).zeros;
+  const LVector<PeRange> zeros = ReadCoverage(View(image)).zeros;
   CHECK(zeros.back().begin == start + 4);
   CHECK(zeros.back().end == image.size());
 }

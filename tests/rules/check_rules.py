@@ -33,6 +33,13 @@ FORBIDDEN_IN_PRODUCT = [
     (re.compile(r"\blong\b(?! long)(?<!long long)"), "a 'long', whose size differs between platforms"),
     (re.compile(r"__attribute__|__builtin_"), "a construct of one compiler"),
 ]
+# Everywhere but where the memory manager is, and the allocator that asks it.
+MEMORY_SOURCES = {"src/system/MsMemoryManager.cpp", "src/foundation/Vector.h"}
+FORBIDDEN_MEMORY = [
+    (re.compile(r"\bstd::(malloc|calloc|realloc|vector|deque|list|map|set|function|any|make_unique|make_shared)\b|\bnew \w+\["),
+     "memory past the memory manager"),
+    (re.compile(r"\bthrow std::"), "an exception whose text depends on the compiler"),
+]
 FORBIDDEN_SYMBOLS = re.compile(r"\b(wcs\w+|wmem\w+|fgetw\w+|w?printf_w\w+)$|basic_string<wchar_t|char_traits<wchar_t")
 COMMENT = re.compile(r'//.*|"(?:[^"\\]|\\.)*"')
 
@@ -55,14 +62,15 @@ def check_product(root):
             continue
         relative = path.relative_to(root)
         folder = relative.parts[1]
-        exempt = str(relative) in {"src/" + SDK_HEADER, "src/" + TOOLCHAIN_HEADER}
+        forbidden = [] if str(relative) in {"src/" + SDK_HEADER, "src/" + TOOLCHAIN_HEADER} else FORBIDDEN_IN_PRODUCT
+        forbidden = forbidden + ([] if str(relative) in MEMORY_SOURCES else FORBIDDEN_MEMORY)
         for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
             if match := INCLUDE.match(line):
                 if problem := product_includes(relative, folder, *match.groups()):
                     yield f"{relative}:{number}: {problem}"
             code = line if match else COMMENT.sub("", line)
-            for pattern, what in FORBIDDEN_IN_PRODUCT:
-                if not exempt and pattern.search(code):
+            for pattern, what in forbidden:
+                if pattern.search(code):
                     yield f"{relative}:{number}: {what} has no place in the product"
 
 

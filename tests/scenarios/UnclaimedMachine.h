@@ -44,10 +44,9 @@ class UnclaimedMachine {
   Lines m_bare;
 };
 
-/// The same with half the drivers: one that cannot be stopped, which tests may claim, another of that kind
-/// and one that can. One process at a time, so the program's code in this very program will do, and is
-/// quicker to start.
+/// With three of the drivers: two that cannot be stopped and one that can.
 struct FewDrivers : UnclaimedMachine {
+  // One process at a time, so the program's code in this very program will do, and is quicker to start.
   explicit FewDrivers(winsim::Program program = Main::RunProcess)
       : UnclaimedMachine(winsim::Settings::Windows10(), std::move(program)) {
     for (const auto driver : {u"kvvol02", u"kvaux02", u"kvenv01"}) {

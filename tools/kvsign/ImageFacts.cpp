@@ -147,9 +147,11 @@ std::vector<std::string> Reasons(const SectionFacts& section) {
 void ReadCovered(const LoadedImage& image, ImageFacts& facts) {
   const ImageBytes bytes(image.bytes.Data(), image.bytes.Size());
   facts.imageSize = image.coverage.size;
-  facts.zeros = image.coverage.zeros;
+  facts.zeros.assign(image.coverage.zeros.begin(), image.coverage.zeros.end());
   facts.digest = Hexadecimal(DigestOf(image));
-  AppendThunkArrays(bytes, ReadPeHeaders(bytes), facts.thunkArrays);
+  LVector<PeRange> thunkArrays;
+  AppendThunkArrays(bytes, ReadPeHeaders(bytes), thunkArrays);
+  facts.thunkArrays.assign(thunkArrays.begin(), thunkArrays.end());
   PeRelocations relocations = image.coverage.relocations;
   for (PeRelocation relocation; relocations.Next(relocation);) {
     ++facts.relocations;

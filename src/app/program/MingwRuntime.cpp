@@ -3,7 +3,6 @@
 // in the build with that compiler.
 
 #include <cstdlib>
-#include <new>
 
 #include "foundation/Toolchain.h"
 
@@ -17,24 +16,3 @@ void __verbose_terminate_handler() {
 }
 
 }  // namespace __gnu_cxx
-
-namespace std {
-
-// The reports of the containers. All mean a size that nobody could serve, and end the run alike.
-
-[[noreturn]] L_CALLED_BY_RUNTIME void __throw_bad_alloc();
-void __throw_bad_alloc() {
-  throw std::bad_alloc();
-}
-
-[[noreturn]] L_CALLED_BY_RUNTIME void __throw_bad_array_new_length();
-void __throw_bad_array_new_length() {
-  throw std::bad_alloc();
-}
-
-[[noreturn]] L_CALLED_BY_RUNTIME void __throw_length_error(const char*);
-void __throw_length_error(const char*) {
-  throw std::bad_alloc();
-}
-
-}  // namespace std
