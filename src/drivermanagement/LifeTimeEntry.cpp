@@ -32,6 +32,7 @@ std::optional<std::uint32_t> ReadNumber(LPtrRef<RegistryKey> key, LUnicodeString
 }
 
 bool LifeTimeEntry::HasLapsed(LPtrRef<RegistryKey> lifeTimeKey, LUnicodeString name) {
+  if (name.IsEmpty()) return false;
   try {
     return !LifeTimeEntry(lifeTimeKey->Open(name, KEY_READ)).IsAlive();
   } catch (const RegistryKey::NotFoundException&) {

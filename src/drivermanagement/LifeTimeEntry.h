@@ -23,7 +23,8 @@ class LifeTimeEntry {
   /// `key` is open for what the operations called need.
   explicit LifeTimeEntry(LPtrRef<LCommon::System::RegistryKey> key) : m_key(key) {}
 
-  /// Has the entry `name` below `lifeTimeKey` lapsed? One that does not exist has.
+  /// Has the entry `name` below `lifeTimeKey` lapsed? One that does not exist has, one without a name, which
+  /// nobody can look at, has not.
   static bool HasLapsed(LPtrRef<LCommon::System::RegistryKey> lifeTimeKey, LUnicodeString name);
 
   /// Is the entry bound to this file, whatever the letter case? The file need not exist.

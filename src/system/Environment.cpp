@@ -3,6 +3,7 @@
 #include "foundation/Buffer.h"
 #include "system/ErrorTable.h"
 #include "system/Growth.h"
+#include "system/OptionalText.h"
 #include "system/PlatformSystem.h"
 
 namespace LCommon::System {
@@ -29,13 +30,13 @@ LUnicodeString Replacement(LUnicodeString name) {
 LUnicodeString Environment::GetVariable(LUnicodeString name) {
   LBuffer buffer;
   for (DWORD room = FirstRoom;;) {
-    buffer.SetSize(room * static_cast<unsigned int>(sizeof(wchar_t)));
+    buffer.SetSize(LProduct(room, sizeof(wchar_t)));
     DWORD length;
     // Reading an empty value answers 0 as well and leaves the last error as it was.
     SetLastError(NO_ERROR);
     {
       const LBufferLock lock(buffer);
-      length = GetEnvironmentVariableU(name.Data(), reinterpret_cast<wchar_t*>(lock.Data()), room);
+      length = GetEnvironmentVariableU(OptionalText(name), reinterpret_cast<wchar_t*>(lock.Data()), room);
     }
     if (length == 0) variableErrors.Throw(L_HERE, GetLastError());
     if (length < room) return LUnicodeString::FromZeroTerminated(buffer);

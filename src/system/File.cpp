@@ -3,6 +3,7 @@
 #include "system/EnumTable.h"
 #include "system/FileErrors.h"
 #include "system/Growth.h"
+#include "system/OptionalText.h"
 #include "system/PlatformApi.h"
 
 namespace LCommon::System {
@@ -21,7 +22,7 @@ File::File(LUnicodeString name, unsigned int access, unsigned int share, unsigne
   static constexpr DWORD masks[] = {GENERIC_READ, GENERIC_READ | GENERIC_WRITE,
                                     GENERIC_READ | GENERIC_EXECUTE,
                                     GENERIC_READ | GENERIC_WRITE | GENERIC_EXECUTE};
-  if (!m_handle->Adopt(CreateFileU(name.Data(), EntryFor(masks, access), share, nullptr, disposition,
+  if (!m_handle->Adopt(CreateFileU(OptionalText(name), EntryFor(masks, access), share, nullptr, disposition,
                                    flagsAndAttributes, nullptr))) {
     openErrors.Throw(L_HERE, GetLastError());
   }

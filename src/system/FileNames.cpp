@@ -9,7 +9,7 @@ namespace LCommon::System {
 
 bool File::IsExist(LUnicodeString name) {
   WIN32_FIND_DATAW data;
-  const HANDLE search = FindFirstFileU(name.Data(), &data);
+  const HANDLE search = FindFirstFileU(OptionalText(name), &data);
   if (search != INVALID_HANDLE_VALUE) {
     FindClose(search);
     return true;
@@ -22,21 +22,21 @@ bool File::IsExist(LUnicodeString name) {
 }
 
 unsigned int File::GetAttributes(LUnicodeString name) {
-  const DWORD attributes = GetFileAttributesU(name.Data());
+  const DWORD attributes = GetFileAttributesU(OptionalText(name));
   if (attributes == INVALID_FILE_ATTRIBUTES) attributeErrors.Throw(L_HERE, GetLastError());
   return attributes;
 }
 
 void File::SetAttributes(LUnicodeString name, unsigned int attributes) {
-  if (!SetFileAttributesU(name.Data(), attributes)) attributeErrors.Throw(L_HERE, GetLastError());
+  if (!SetFileAttributesU(OptionalText(name), attributes)) attributeErrors.Throw(L_HERE, GetLastError());
 }
 
 void File::Delete(LUnicodeString name) {
-  if (!DeleteFileU(name.Data())) openErrors.Throw(L_HERE, GetLastError());
+  if (!DeleteFileU(OptionalText(name))) openErrors.Throw(L_HERE, GetLastError());
 }
 
 void File::MoveAfterReboot(LUnicodeString source, LUnicodeString target) {
-  if (!MoveFileExU(source.Data(), OptionalText(target), MOVEFILE_DELAY_UNTIL_REBOOT)) {
+  if (!MoveFileExU(OptionalText(source), OptionalText(target), MOVEFILE_DELAY_UNTIL_REBOOT)) {
     accessErrors.Throw(L_HERE, GetLastError());
   }
 }

@@ -1,6 +1,7 @@
 #include "system/File.h"
 #include "system/FileErrors.h"
 #include "system/Growth.h"
+#include "system/OptionalText.h"
 #include "system/PlatformApi.h"
 
 // Where a path lies: its full form, its volume and what a drive letter stands for.
@@ -35,7 +36,7 @@ LUnicodeString ResolveSubstDrive(LUnicodeString name, unsigned int substitutions
 LUnicodeString File::GetFullPath(LUnicodeString name) {
   return NormalizePath(ReadGrowingText(260, [&](wchar_t* buffer, unsigned int room) {
     wchar_t* filePart = nullptr;
-    const DWORD length = GetFullPathNameU(name.Data(), room, buffer, &filePart);
+    const DWORD length = GetFullPathNameU(OptionalText(name), room, buffer, &filePart);
     if (length == 0) throw Exception(L_HERE, GetLastError());
     return length < room;
   }));
@@ -51,7 +52,7 @@ LUnicodeString File::GetVolumePath(LUnicodeString name) {
 
 LUnicodeString File::GetVolumePath_New(LUnicodeString name) {
   return NormalizePath(ReadGrowingText(32, [&](wchar_t* buffer, unsigned int room) {
-    if (GetVolumePathNameU(name.Data(), buffer, room)) return true;
+    if (GetVolumePathNameU(OptionalText(name), buffer, room)) return true;
     const DWORD error = GetLastError();
     if (error == ERROR_FILENAME_EXCED_RANGE) return false;
     volumeErrors.Throw(L_HERE, error);
@@ -75,7 +76,7 @@ File::VolumeType File::GetVolumeType(LUnicodeString name) {
 
 LUnicodeString File::GetDeviceMapping(LUnicodeString name) {
   return ReadGrowingText(260, [&](wchar_t* buffer, unsigned int room) {
-    const DWORD length = QueryDosDeviceU(name.Data(), buffer, room);
+    const DWORD length = QueryDosDeviceU(OptionalText(name), buffer, room);
     if (length != 0) return length < room;
     const DWORD error = GetLastError();
     if (error != ERROR_INSUFFICIENT_BUFFER) throw Exception(L_HERE, error);

@@ -2,6 +2,7 @@
 
 #include "system/ErrorTable.h"
 #include "system/Manager.h"
+#include "system/OptionalText.h"
 #include "system/PlatformSystem.h"
 
 namespace LCommon::System {
@@ -39,8 +40,7 @@ void Mutex::Initialize(LUnicodeString name, NsType ns, unsigned int inheritHandl
   security.bInheritHandle = inheritHandle ? TRUE : FALSE;
 
   const LPtrRef<Handle> handle = LMakeRef<Handle>();
-  // An empty text would be a name, no text is none.
-  if (!handle->Adopt(CreateMutexU(&security, FALSE, fullName.IsEmpty() ? nullptr : fullName.Data()))) {
+  if (!handle->Adopt(CreateMutexU(&security, FALSE, OptionalText(fullName)))) {
     mutexErrors.Throw(L_HERE, GetLastError());
   }
   SetHandle(handle);

@@ -2,6 +2,7 @@
 
 #include "system/ErrorTable.h"
 #include "system/Growth.h"
+#include "system/OptionalText.h"
 #include "system/PlatformApi.h"
 
 namespace LCommon::System {
@@ -32,14 +33,14 @@ LPtrRef<RegistryKey> RegistryKey::LocalMachine() {
 LPtrRef<RegistryKey> RegistryKey::Create(LUnicodeString name, AccessType access) {
   const LPtrRef<Handle> handle = LMakeRef<Handle>();
   Check(L_HERE, plainErrors,
-        RegCreateKeyExU(m_handle->Get(), name.Data(), 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr,
-                        handle->Receive(), nullptr));
+        RegCreateKeyExU(m_handle->Get(), OptionalText(name), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
+                        nullptr, handle->Receive(), nullptr));
   return LMakeRef<RegistryKey>(handle);
 }
 
 LPtrRef<RegistryKey> RegistryKey::Open(LUnicodeString name, AccessType access) {
   const LPtrRef<Handle> handle = LMakeRef<Handle>();
-  Check(L_HERE, keyErrors, RegOpenKeyExU(m_handle->Get(), name.Data(), 0, access, handle->Receive()));
+  Check(L_HERE, keyErrors, RegOpenKeyExU(m_handle->Get(), OptionalText(name), 0, access, handle->Receive()));
   return LMakeRef<RegistryKey>(handle);
 }
 
@@ -57,16 +58,19 @@ bool RegistryKey::IsChildExist(LUnicodeString name) {
 }
 
 void RegistryKey::Delete(LUnicodeString name) {
-  Check(L_HERE, keyErrors, RegDeleteKeyU(m_handle->Get(), name.Data()));
+  Check(L_HERE, keyErrors, RegDeleteKeyU(m_handle->Get(), OptionalText(name)));
 }
 
-void RegistryKey::DeleteTree(LUnicodeString name) {
+void RegistryKey::DeleteTree(LUnicodeString name, unsigned int levels) {
+  // Deeper than any registry is: a link back to a key above.
+  if (levels == 0) throw Exception(L_HERE, ERROR_FILENAME_EXCED_RANGE);
   {
     const LPtrRef<RegistryKey> subkey = Open(name, KEY_ALL_ACCESS);
     const LUnicodeStringArray children = subkey->GetChilds();
     for (unsigned int index = 0; index < children.Length(); ++index) {
+      if (children[index].IsEmpty()) continue;  // The key itself would be meant.
       try {
-        subkey->DeleteTree(children[index]);
+        subkey->DeleteTree(children[index], levels - 1);
       } catch (const KeyNotFoundException&) {
         // Somebody else deleted it, which is what was wanted.
       }
@@ -100,7 +104,7 @@ LPtrRef<RegistryKey::Value> RegistryKey::GetValue(LUnicodeString name) {
     LSTATUS result;
     {
       const LBufferLock lock(data);
-      result = RegQueryValueExU(m_handle->Get(), name.Data(), nullptr, &type, lock.Data(), &size);
+      result = RegQueryValueExU(m_handle->Get(), OptionalText(name), nullptr, &type, lock.Data(), &size);
     }
     if (result != ERROR_MORE_DATA) {
       Check(L_HERE, valueErrors, result);
@@ -122,7 +126,7 @@ LPtrRef<RegistryKey::Value> RegistryKey::GetValue(LUnicodeString name, LPtrRef<V
 void RegistryKey::SetValue(LUnicodeString name, LPtrRef<Value> value) {
   const LBuffer data = value->GetData();
   Check(L_HERE, plainErrors,
-        RegSetValueExU(m_handle->Get(), name.Data(), 0, value->GetType(), data.Data(), data.Size()));
+        RegSetValueExU(m_handle->Get(), OptionalText(name), 0, value->GetType(), data.Data(), data.Size()));
 }
 
 void RegistryKey::SetInt32Value(LUnicodeString name, std::uint32_t number) {
@@ -142,7 +146,7 @@ void RegistryKey::SetExpandStringValue(LUnicodeString name, LUnicodeString text)
 }
 
 void RegistryKey::DeleteValue(LUnicodeString name) {
-  Check(L_HERE, valueErrors, RegDeleteValueU(m_handle->Get(), name.Data()));
+  Check(L_HERE, valueErrors, RegDeleteValueU(m_handle->Get(), OptionalText(name)));
 }
 
 RegistryKey::Handle::~Handle() {

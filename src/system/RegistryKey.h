@@ -64,9 +64,11 @@ class RegistryKey : public LRefObject {
   void Delete(LUnicodeString name);
   /// Deletes a subkey with everything below it. A key below it that vanishes meanwhile is no failure; any
   /// other failure ends the operation with what is deleted by then deleted. Throws what `Open`, `GetChilds`
-  /// and `Delete` throw.
-  void DeleteTree(LUnicodeString name);
-  /// The names of the direct subkeys in the registry's order.
+  /// and `Delete` throw: `AccessDeniedException` when a key is left that has no name (see `GetChilds`).
+  /// `Exception` with 206 for more levels of keys than the registry has.
+  void DeleteTree(LUnicodeString name) { DeleteTree(name, MaximalLevels); }
+  /// The names of the direct subkeys in the registry's order, each up to its first zero. One that begins with
+  /// a zero is empty: it names no key here, and only the kernel's own interface gets at that key.
   LUnicodeStringArray GetChilds();
 
   /// The value as it is stored; error 2 throws `ValueNotFoundException`.
@@ -82,6 +84,10 @@ class RegistryKey : public LRefObject {
   void DeleteValue(LUnicodeString name);
 
  private:
+  static constexpr unsigned int MaximalLevels = 512;
+
+  void DeleteTree(LUnicodeString name, unsigned int levels);
+
   LPtrRef<Handle> m_handle;
 };
 

@@ -33,6 +33,20 @@ TEST_CASE("a claim whose file cannot be looked at is kept, one whose file cannot
   }
 }
 
+TEST_CASE("a claim that no name leads to is kept, since nobody can look at it") {
+  RecordSession session;
+  session.SetAuto(1);
+  session.Entry(L"lapsed", 2);
+  winsim::Registry& registry = session.Machine().registry;
+  winsim::RegistryNode& record = registry.Make(MachineText(RecordPath));
+  winsim::RegistryNode& nameless = registry.MakeChild(record, std::u16string(u"\0x", 2));
+  CHECK(Driver().Purge() == 0);
+  CHECK(Driver().IsExpired() == 0);
+  CHECK(record.Children().size() == 1);  // the other one lapsed
+  registry.DeleteTree(nameless);
+  CHECK(Driver().Purge() == 1);
+}
+
 TEST_CASE("only a file on a local fixed drive binds its client's entry") {
   RecordSession session;
   winsim::FileSystem& files = session.Machine().files;

@@ -57,7 +57,10 @@ TEST_CASE("purging deletes exactly the lapsed entries") {
   session.Entry(L"mode missing", 0)->DeleteValue(L"Mode");
   session.Entry(L"mode mistyped", 0)->SetStringValue(L"Mode", L"0");
   session.Entry(L"mode short", 0)->SetValue(L"Mode", LMakeRef<RegistryKey::Value>(4u, LBuffer("\0", 2)));
-  session.service.Make(L"LifeTime\\empty\\with\\subkeys");
+  auto deep = session.service.Make(L"LifeTime\\empty");
+  for (int level = 0; level < 500; ++level) {
+    deep = deep->Create(L"x", KEY_ALL_ACCESS);  // almost as deep as registries are
+  }
 
   CHECK(Driver().Purge() == 0);
   CHECK(session.Record() == alive);

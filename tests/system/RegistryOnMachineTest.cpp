@@ -6,14 +6,20 @@
 #include <string_view>
 #include <vector>
 
+#include "support/Lines.h"
+#include "support/TestHeap.h"
 #include "support/Throws.h"
 #include "support/Utf8.h"
+#include "system/Environment.h"
 #include "system/ErrorCases.h"
+#include "system/File.h"
 
 using namespace std::string_view_literals;
 
 namespace {
 
+using LCommon::System::Environment;
+using LCommon::System::File;
 using LCommon::System::RegistryKey;
 using Value = RegistryKey::Value;
 
@@ -97,6 +103,53 @@ TEST_CASE(
     CHECK(Thrown([&] { key->DeleteTree(L"Tree"); }) == denied.outcome);
     CHECK(left() == "Tree Tree\\2 Tree\\2\\x Tree\\3 Tree2\\1 ");
   }
+}
+
+TEST_CASE(
+    "a tree of more levels than a registry has, or with a key that no name leads to, is left in order") {
+  SystemSession session;
+  winsim::Registry& registry = session.Machine().registry;
+  const LPtrRef<RegistryKey> key = TestKey();
+  winsim::RegistryNode* deepest = &registry.Make(u"Software\\Test\\Tree");
+  for (int level = 1; level < 512; ++level) {
+    deepest = &registry.MakeChild(*deepest, u"x");
+  }
+  SUBCASE("as deep as can be") {
+    key->DeleteTree(L"Tree");
+    CHECK_FALSE(key->IsChildExist(L"Tree"));
+  }
+  SUBCASE("too deep") {
+    registry.MakeChild(*deepest, u"x");
+    CHECK(Thrown([&] { key->DeleteTree(L"Tree"); }) == Exactly<RegistryKey::Exception>(206));
+  }
+  SUBCASE("a name that begins with a zero") {
+    registry.MakeChild(registry.Make(u"Software\\Test\\Tree"), std::u16string(u"\0y", 2));
+    CHECK(Thrown([&] { key->DeleteTree(L"Tree"); }) == denied.outcome);
+    CHECK(key->Open(L"Tree", KEY_READ)->GetChilds().Length() == 1);
+  }
+}
+
+TEST_CASE("an empty name is none to the platform, also when its text has a block") {
+  SystemSession session;
+  const LPtrRef<RegistryKey> key = TestKey();
+  const LUnicodeString stored = LUnicodeString() + L"";
+  REQUIRE(stored.Data() != nullptr);
+  session.Machine().gate.StartTrace();
+  key->Open(stored, KEY_READ);
+  key->SetInt32Value(stored, 1);
+  key->GetValue(stored);
+  key->DeleteValue(stored);
+  CHECK_THROWS(key->Create(stored, KEY_READ));
+  CHECK_THROWS(key->Delete(stored));
+  CHECK_THROWS(File(stored, File::accessRead, 0, 0, OPEN_EXISTING));
+  CHECK_THROWS(File::GetAttributes(stored));
+  CHECK_THROWS(File::Delete(stored));
+  CHECK_THROWS(Environment::GetVariable(stored));
+  Lines withText;
+  for (const std::string& call : session.Trace()) {
+    if (call.find("\"\"") != call.npos) withText.push_back(call);
+  }
+  CHECK(withText == Lines{});
 }
 
 TEST_CASE(
