@@ -1,5 +1,7 @@
 #include "system/Wow64FsRedirection.h"
 
+#include <exception>
+
 #include "foundation/Assert.h"
 #include "foundation/Exception.h"
 #include "system/Manager.h"
@@ -12,13 +14,15 @@ void* Wow64FsRedirectionState::GetState() const {
 }
 
 Wow64FsRedirectionDisabler::Wow64FsRedirectionDisabler()
-    : m_state(Manager::Instance().DisableWow64FsRedirection()) {}
+    : m_state(Manager::Instance().DisableWow64FsRedirection()),
+      m_exceptionsBefore(std::uncaught_exceptions()) {}
 
-Wow64FsRedirectionDisabler::~Wow64FsRedirectionDisabler() {
+Wow64FsRedirectionDisabler::~Wow64FsRedirectionDisabler() noexcept(false) {
   try {
     Manager::Instance().RestoreWow64FsRedirection(m_state);
   } catch (const LBaseException&) {
-    // The scope may be left by another exception, and two of them would end the process.
+    // Two exceptions at once would end the process.
+    if (std::uncaught_exceptions() == m_exceptionsBefore) throw;
   }
 }
 

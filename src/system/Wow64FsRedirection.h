@@ -26,14 +26,16 @@ class Wow64FsRedirectionState : public LRefObject {
 
 /// Keeps the file-system redirection of 32-bit processes switched off for the calling thread as long as it
 /// lives. Made and destroyed on the same thread. Making one throws what `Manager::DisableWow64FsRedirection`
-/// does; a failing restore at the end is passed over, since the scope's work is done by then.
+/// does, the end what `Manager::RestoreWow64FsRedirection` does, unless another exception is ending the scope
+/// already.
 class Wow64FsRedirectionDisabler : public LObject {
  public:
   Wow64FsRedirectionDisabler();
-  ~Wow64FsRedirectionDisabler() override;
+  ~Wow64FsRedirectionDisabler() noexcept(false) override;
 
  private:
-  LPtrRef<Wow64FsRedirectionState> m_state;
+  const LPtrRef<Wow64FsRedirectionState> m_state;
+  const int m_exceptionsBefore;
 };
 
 }  // namespace LCommon::System

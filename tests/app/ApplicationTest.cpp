@@ -26,5 +26,7 @@ TEST_CASE("the removal check answers by its exit code and changes nothing") {
   CHECK_FALSE(session.Thread().redirectionDisabled);
   machine.registry.DeleteTree(ServiceKey(u"kvlnk04"));
   CHECK(Snapshot(machine) == before);
+  machine.gate.FailFunction("Wow64RevertWow64FsRedirection", 1450);
+  CHECK(check() == -1);
   Application::DeleteInstance();
 }
