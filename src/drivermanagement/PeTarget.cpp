@@ -1,6 +1,7 @@
 #include "drivermanagement/PeTarget.h"
 
 #include "drivermanagement/VersionFacts.h"
+#include "foundation/Assert.h"
 #include "foundation/LittleEndian.h"
 #include "foundation/PtrRef.h"
 #include "system/File.h"
@@ -30,18 +31,26 @@ constexpr unsigned int FixedOptionalHeaderSize(unsigned int magic) {
   return magic == IMAGE_NT_OPTIONAL_HDR32_MAGIC ? 96 : magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC ? 112 : 0;
 }
 
-// The first bytes of a mapped file.
+// The first bytes of a mapped file, and the only way to them here.
 class MappedHead {
  public:
   MappedHead(LPtrRef<FileMapping> mapping, unsigned int size)
-      : m_view(LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, 0u, size)) {}
+      : m_view(LMakeRef<FileMappingView>(mapping, FileMappingView::accessRead, 0u, size)), m_size(size) {}
 
-  const unsigned char* At(unsigned int offset) const {
-    return static_cast<const unsigned char*>(m_view->GetBase()) + offset;
+  // The number at `offset`, which the view must hold.
+  template <class T>
+  T Read(unsigned int offset) const {
+    return LReadLittleEndian<T>(At(offset, sizeof(T)));
   }
 
  private:
-  LPtrRef<FileMappingView> m_view;
+  const unsigned char* At(unsigned int offset, unsigned int size) const {
+    L_ASSERT(offset <= m_size && size <= m_size - offset);
+    return static_cast<const unsigned char*>(m_view->GetBase()) + offset;
+  }
+
+  const LPtrRef<FileMappingView> m_view;
+  const unsigned int m_size;
 };
 
 }  // namespace
@@ -54,8 +63,8 @@ std::optional<PeTarget> ReadPeTarget(LUnicodeString path) {
   const auto mapping = LMakeRef<FileMapping>(file, FileMapping::accessRead, 0u);
 
   const MappedHead dosHeader(mapping, DosHeaderSize);
-  if (LReadLittleEndian<std::uint16_t>(dosHeader.At(0)) != IMAGE_DOS_SIGNATURE) return std::nullopt;
-  const auto peOffset = LReadLittleEndian<std::uint32_t>(dosHeader.At(PeOffsetField));
+  if (dosHeader.Read<std::uint16_t>(0) != IMAGE_DOS_SIGNATURE) return std::nullopt;
+  const auto peOffset = dosHeader.Read<std::uint32_t>(PeOffsetField);
   const std::uint64_t magicEnd = std::uint64_t{peOffset} + MagicEnd;
   // No view reaches farther than 32 bits of size.
   constexpr std::uint64_t farthestMagicEnd =
@@ -63,20 +72,18 @@ std::optional<PeTarget> ReadPeTarget(LUnicodeString path) {
   if (magicEnd > fileSize || magicEnd > farthestMagicEnd) return std::nullopt;
 
   const MappedHead fileHeader(mapping, static_cast<unsigned int>(magicEnd));
-  if (LReadLittleEndian<std::uint32_t>(fileHeader.At(peOffset)) != IMAGE_NT_SIGNATURE) return std::nullopt;
-  const auto machine =
-      MachineTypeFromPe(LReadLittleEndian<std::uint16_t>(fileHeader.At(peOffset + FileHeaderOffset)));
+  if (fileHeader.Read<std::uint32_t>(peOffset) != IMAGE_NT_SIGNATURE) return std::nullopt;
+  const auto machine = MachineTypeFromPe(fileHeader.Read<std::uint16_t>(peOffset + FileHeaderOffset));
   if (machine == Manager::machineNotSpecified) return std::nullopt;
-  const auto declaredSize =
-      LReadLittleEndian<std::uint16_t>(fileHeader.At(peOffset + OptionalHeaderSizeField));
-  const unsigned int fixedSize = FixedOptionalHeaderSize(
-      LReadLittleEndian<std::uint16_t>(fileHeader.At(peOffset + OptionalHeaderOffset)));
+  const auto declaredSize = fileHeader.Read<std::uint16_t>(peOffset + OptionalHeaderSizeField);
+  const unsigned int fixedSize =
+      FixedOptionalHeaderSize(fileHeader.Read<std::uint16_t>(peOffset + OptionalHeaderOffset));
   if (fixedSize == 0 || declaredSize < fixedSize) return std::nullopt;
 
   const MappedHead optionalHeader(mapping, static_cast<unsigned int>(magicEnd) + fixedSize);
-  const unsigned char* const osVersion = optionalHeader.At(peOffset + OsVersionField);
-  return PeTarget{machine, MajorMinorVersion(LReadLittleEndian<std::uint16_t>(osVersion),
-                                             LReadLittleEndian<std::uint16_t>(osVersion + 2))};
+  const unsigned int osVersion = peOffset + OsVersionField;
+  return PeTarget{machine, MajorMinorVersion(optionalHeader.Read<std::uint16_t>(osVersion),
+                                             optionalHeader.Read<std::uint16_t>(osVersion + 2))};
 }
 
 }  // namespace DriverManagement
