@@ -166,8 +166,8 @@ class Service : public LRefObject {
   LPtrRef<Handle> m_handle;
 };
 
-/// A snapshot of a service's configuration. Texts that are not set are empty; a dependency list that the
-/// platform gives as an empty text is one empty name.
+/// A snapshot of a service's configuration. Texts and lists that are not set are empty, as is a dependency
+/// list that the platform gives as an empty text.
 class Service::Config : public LRefObject {
  public:
   explicit Config(const QUERY_SERVICE_CONFIGW& record);

@@ -22,7 +22,7 @@ TEST_CASE("a claim bound to time lasts for exactly thirty days, and keeping it d
 }
 
 TEST_CASE("a claim whose file cannot be looked at is kept, one whose file cannot be found is not") {
-  for (const std::uint32_t error : {5u, 2u, 3u, 53u, 123u}) {
+  for (const std::uint32_t error : {5u, 2u, 3u, 21u, 53u, 123u, 1117u, 1450u}) {
     CAPTURE(error);
     RecordSession session;
     session.SetAuto(1);

@@ -1,5 +1,5 @@
-// Every call that the program makes fails once, fails for ever from there on, or loses the power: a claimed
-// driver stays as it is, nothing of others is touched, and the next starts finish the job.
+// Every call that the program makes fails once, fails for ever from there on, or loses the power: a driver
+// claimed by time stays as it is, nothing of others is touched, and the next starts finish the job.
 
 #include "UnclaimedMachine.h"
 
@@ -69,7 +69,7 @@ void CheckEveryFault(SetUp setUp, AfterFault afterFault, CheckLeft checkLeft) {
 
 }  // namespace
 
-TEST_CASE("no failure and no power loss harms a claimed driver or keeps the others for good") {
+TEST_CASE("no failure and no power loss harms a driver claimed by time or keeps the others for good") {
   const auto claimed = [](FewDrivers& machine) {
     ClaimByTime(*machine, u"kvlnk03", u"client", machine->clock.Now());
   };
@@ -83,6 +83,30 @@ TEST_CASE("no failure and no power loss harms a claimed driver or keeps the othe
   CheckEveryFault(
       claimed, [&](FewDrivers& machine) { CHECK(About(Snapshot(*machine), "kvlnk03") == whole); },
       [&](const Lines& left) { CHECK(left == expected); });
+}
+
+TEST_CASE(
+    "a claim bound to a file lapses with a failing look at the file, but for a refusal, and with no other "
+    "failure") {
+  const auto claimed = [](FewDrivers& machine) {
+    machine->files.WriteFile(u"C:\\Program Files\\client.exe", "MZ");
+    ClaimByFile(*machine, u"kvlnk03", u"client", u"C:\\Program Files\\client.exe");
+    machine->gate.StartTrace();
+  };
+  FewDrivers reference;
+  claimed(reference);
+  const Lines whole = About(Snapshot(*reference), "kvlnk03");
+  int lapsed = 0;
+  CheckEveryFault(
+      claimed,
+      [&](FewDrivers& machine) {
+        const Lines looks = About(machine->gate.TraceLines("FindFirstFileW"), "client.exe");
+        const bool failed = looks == About(looks, " = 1450") && !looks.empty();
+        lapsed += failed;
+        CHECK((About(Snapshot(*machine), "kvlnk03") == whole) == !failed);
+      },
+      [](const Lines&) {});
+  CHECK(lapsed == 1);
 }
 
 TEST_CASE(

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "foundation/Memory.h"
 #include "foundation/Toolchain.h"
 
 namespace __gnu_cxx {
@@ -16,3 +17,13 @@ void __verbose_terminate_handler() {
 }
 
 }  // namespace __gnu_cxx
+
+namespace std {
+
+/// What a vector reports of a size that nobody could serve.
+[[noreturn]] L_CALLED_BY_RUNTIME void __throw_length_error(const char*);
+void __throw_length_error(const char*) {
+  LThrowOutOfMemory();
+}
+
+}  // namespace std

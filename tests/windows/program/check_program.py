@@ -19,7 +19,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[3]
 # what the header must say (DllCharacteristics: addresses chosen at random, from 64 bits where there are, no-execute).
 MACHINES = {
     0x8664: ("x64", 204_800, (5, 2), 0x0160),
-    0x014C: ("x86", 225_280, (4, 0), 0x0140),
+    0x014C: ("x86", 262_144, (4, 0), 0x0140),
 }
 RELOCATIONS_STRIPPED, SYSTEM_GUI = 0x0001, 2
 SUPPORTED_SYSTEMS = 5  # Vista, 7, 8, 8.1, 10 and later
