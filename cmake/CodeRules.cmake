@@ -9,8 +9,9 @@ target_compile_options(code_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:
   $<$<NOT:$<PLATFORM_ID:Windows>>:-fshort-wchar>>)
 
 if(KV_SANITIZE)
+  # -fno-elide-constructors: the copies that compilers may leave out are made, so that nothing lives from their absence.
   target_compile_options(code_rules INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -fno-elide-constructors)
   target_link_options(code_rules INTERFACE -fsanitize=address,undefined)
 endif()
 

@@ -77,13 +77,15 @@ LBuffer BuildImage(ImageBytes file) {
 
   LBuffer image;
   image.SetSize(static_cast<unsigned int>(length));
-  const LBufferLock lock(image);
-  Builder builder(file, lock.Data());
-  builder.Add(0, headerSize, static_cast<std::uint32_t>(alignedHeaderSize));
-  for (std::uint32_t index = 0; index < headers.sectionCount; ++index) {
-    const IMAGE_SECTION_HEADER section = ReadSection(file, headers, index);
-    builder.Add(section.PointerToRawData, section.SizeOfRawData,
-                static_cast<std::uint32_t>(AlignedVirtualSize(headers, section)));
+  {
+    const LBufferLock lock(image);
+    Builder builder(file, lock.Data());
+    builder.Add(0, headerSize, static_cast<std::uint32_t>(alignedHeaderSize));
+    for (std::uint32_t index = 0; index < headers.sectionCount; ++index) {
+      const IMAGE_SECTION_HEADER section = ReadSection(file, headers, index);
+      builder.Add(section.PointerToRawData, section.SizeOfRawData,
+                  static_cast<std::uint32_t>(AlignedVirtualSize(headers, section)));
+    }
   }
   return image;
 }
