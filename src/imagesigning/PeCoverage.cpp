@@ -79,11 +79,18 @@ void CheckDirectory(ImageBytes image, const PeHeaders& headers, const LVector<Se
   }
 }
 
-// Each relocation that begins in a section lies in it, and begins in its data.
-void CheckRelocations(PeRelocations relocations, const LVector<Section>& sections) {
+// Each relocation that begins in a section lies in it, and begins in its data. Those that begin in `zeros`
+// are passed over: nothing of them is covered.
+void CheckRelocations(PeRelocations relocations, const LVector<Section>& sections,
+                      const LVector<PeRange>& zeros) {
   auto section = sections.begin();
+  auto zero = zeros.begin();
   PeRelocation relocation;
   while (relocations.Next(relocation)) {
+    while (zero != zeros.end() && zero->end <= relocation.target) {
+      ++zero;
+    }
+    if (zero != zeros.end() && zero->begin <= relocation.target) continue;
     while (section != sections.end() && section->extent.end <= relocation.target) {
       ++section;
     }
@@ -103,9 +110,15 @@ void AppendHeaderFields(const PeHeaders& headers, std::uint32_t headersEnd, LVec
   zeros.push_back({headers.SectionTableEnd(), headersEnd});
 }
 
-void AppendSections(const LVector<Section>& sections, LVector<PeRange>& zeros) {
+void AppendUncoveredData(const LVector<Section>& sections, LVector<PeRange>& zeros) {
   for (const Section& section : sections) {
-    zeros.push_back({section.covered ? section.dataEnd : section.extent.begin, section.extent.end});
+    if (!section.covered) zeros.push_back({section.extent.begin, section.dataEnd});
+  }
+}
+
+void AppendRests(const LVector<Section>& sections, LVector<PeRange>& zeros) {
+  for (const Section& section : sections) {
+    zeros.push_back({section.dataEnd, section.extent.end});
   }
 }
 
@@ -138,10 +151,12 @@ PeCoverage ReadCoverage(ImageBytes image) {
                  PeRule::relocationDiscardable);
 
   PeCoverage coverage{sections.back().extent.end, {}, PeRelocations(image, headers)};
-  CheckRelocations(coverage.relocations, sections);
   AppendHeaderFields(headers, sections.front().extent.begin, coverage.zeros);
   AppendThunkArrays(image, headers, coverage.zeros);
-  AppendSections(sections, coverage.zeros);
+  AppendUncoveredData(sections, coverage.zeros);
+  Join(coverage.zeros, coverage.size);
+  CheckRelocations(coverage.relocations, sections, coverage.zeros);
+  AppendRests(sections, coverage.zeros);
   Join(coverage.zeros, coverage.size);
   return coverage;
 }

@@ -30,12 +30,13 @@ enum class PeRule : unsigned char {
   importThunks,         // end with an empty entry
   relocationDirectory,  // lies inside the image
   relocationDiscardable,
-  relocationBlock,        // blocks of even size fill the directory
-  relocationType,         // padding, 4 bytes, or 8 bytes in PE32+
-  relocationOrder,        // targets ascend and do not overlap
-  relocationOutside,      // targets lie inside the image
-  relocationCrossing,     // targets end in the section in which they begin
-  relocationUnbacked,     // targets begin in a section's data
+  relocationBlock,    // blocks of even size fill the directory
+  relocationType,     // padding, 4 bytes, or 8 bytes in PE32+
+  relocationOrder,    // targets ascend and do not overlap
+  relocationOutside,  // targets lie inside the image
+  // Of targets that begin in a section and not in zeros:
+  relocationCrossing,     // they end in that section
+  relocationUnbacked,     // they begin in its data
   signatureSectionTable,  // headers that lead to a section table
   signatureData,          // the signature section's data lies inside the file
 };

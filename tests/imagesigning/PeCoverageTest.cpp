@@ -51,6 +51,7 @@ TEST_CASE("an image that keeps the rules is covered, and the first broken rule r
       {PeRule::relocationOutside, {{{Block, 4, 0x1000}, {Entries, 2, 0x33FD}}, {{Block, 4, 0xFFFFFC00}}}},
       {PeRule::relocationCrossing, {{{Text + 8, 4, 0x200}, {Entries + 4, 2, 0x35FD}}}},
       {PeRule::relocationUnbacked, {{{Entries + 4, 2, 0x35E0}}, {{Entries + 10, 2, 0x3C00}}}},
+      {PeRule::relocationUnbacked, {{{Thunks, 4, 0x5E0}, {Entries + 4, 2, 0x35E8}}}},
 
       // Kept: imports beside the discardable section, unused directories,
       {{},
@@ -62,6 +63,10 @@ TEST_CASE("an image that keeps the rules is covered, and the first broken rule r
       // targets up to the next section, at the end of data, into zeros, in the headers.
       {{}, {{{Text + 8, 4, 0x200}, {Entries + 4, 2, 0x35FC}}, {{Entries + 4, 2, 0x35DF}}}},
       {{}, {{{Entries + 10, 2, 0x3BFF}}, {{Entries, 2, 0x33FF}}}},
+      // Out of their section or behind its data, but beginning in zeros: in the data of a writable section,
+      // in a thunk array.
+      {{}, {{{Text + 8, 4, 0x200}, {Text + 36, 4, WritableSection}, {Entries + 4, 2, 0x35FD}}}},
+      {{}, {{{Thunks, 4, 0x5E0}, {Entries + 4, 2, 0x35E7}}}},
   };
   const auto rule = [](const FileBytes& image) { return BrokenRule([&] { ReadCoverage(View(image)); }); };
   CheckEdits(SampleImage(true), cases, rule);

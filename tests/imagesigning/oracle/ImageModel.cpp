@@ -115,7 +115,7 @@ void PaintThunkArrays(const Bytes& image, const Headers& headers, Paint paint) {
   }
 }
 
-void CheckRelocations(const Bytes& image, const Headers& headers) {
+void CheckRelocations(const Bytes& image, const Headers& headers, const std::vector<bool>& painted) {
   const auto directory = FindDirectory(image, headers, 5);
   Number lastEnd = 0;
   for (Number block = directory.first; block != directory.second;) {
@@ -129,6 +129,7 @@ void CheckRelocations(const Bytes& image, const Headers& headers) {
       const Number end = target + (type == 3 ? 4 : 8);
       Must(end <= image.size() && target >= lastEnd);
       lastEnd = end;
+      if (painted[target]) continue;
       for (const Section& section : headers.sections) {
         if (target < section.address || target >= section.address + section.extent) continue;
         Must(end <= section.address + section.extent && target < section.DataEnd());
@@ -220,7 +221,13 @@ Bytes Stream(const Bytes& image) {
     Must(end <= image.size());
   }
   Bytes stream = image;
-  const auto paint = [&](Number from, Number to) { std::fill(&stream[0] + from, &stream[0] + to, 0); };
+  std::vector<bool> painted(image.size());
+  const auto paint = [&](Number from, Number to) {
+    for (Number at = from; at < to; ++at) {
+      stream[at] = 0;
+      painted[at] = true;
+    }
+  };
   const Number fields = headers.fileHeader;
   paint(0, fields + 2);
   paint(fields + 4, fields + 16);
@@ -230,9 +237,12 @@ Bytes Stream(const Bytes& image) {
   paint(headers.tableEnd, headers.sections[0].address);
   PaintThunkArrays(image, headers, paint);
   for (const Section& section : headers.sections) {
-    paint(section.Excluded() ? section.address : section.DataEnd(), section.address + section.extent);
+    if (section.Excluded()) paint(section.address, section.DataEnd());
   }
-  CheckRelocations(image, headers);
+  CheckRelocations(image, headers, painted);
+  for (const Section& section : headers.sections) {
+    paint(section.DataEnd(), section.address + section.extent);
+  }
   stream.resize(end);
   return stream;
 }

@@ -124,12 +124,21 @@ FileBytes RandomImage(Random& random) {
   image.thunkSection = random.Below(image.sections.size() - 1);
   FileBytes file = BuildImage(image);
   const std::uint32_t size = static_cast<std::uint32_t>(GetNumber(file, ImageOptionalHeader + 56, 4));
+  std::uint32_t stray = 0;  // a target behind a section's data or close to its end
   for (std::uint32_t target = random.Below(size / 2); target < size; target += 8 + random.Below(0x300)) {
     for (std::size_t index = 0; index < image.sections.size(); ++index) {
       const std::uint32_t header = ImageSectionHeader(file, index);
       const std::uint64_t offset = target - GetNumber(file, header + 12, 4);
-      if (offset >= GetNumber(file, header + 8, 4) || offset >= GetNumber(file, header + 16, 4)) continue;
+      const std::uint64_t virtualSize = GetNumber(file, header + 8, 4);
+      const std::uint64_t rawSize = GetNumber(file, header + 16, 4);
+      if (offset >= virtualSize + image.sectionAlignment) continue;
+      if (offset >= virtualSize || offset >= rawSize) {
+        if (stray != 0 || offset % image.sectionAlignment == 0 || !random.OneIn(10)) continue;
+        if (random.OneIn(2)) target |= image.sectionAlignment - 1;
+        stray = target;
+      }
       image.relocations.push_back({target, image.plus && random.OneIn(2)});
+      break;
     }
   }
   image.relocationSection = image.sections.size() - 1;
@@ -141,7 +150,9 @@ FileBytes RandomImage(Random& random) {
   for (std::size_t index = 0; index < image.imports.size(); ++index) {
     const std::uint64_t field =
         GetNumber(file, ImageDirectory(file, 1), 4) - address + place + 20 * index + 16;
-    if (random.OneIn(2)) PutNumber(file, field, 4, random.OneIn(5) ? 0 : random.Below(size));
+    if (!random.OneIn(2)) continue;
+    const bool atStray = stray != 0 && random.OneIn(2);
+    PutNumber(file, field, 4, atStray ? stray - random.Below(10) : random.OneIn(5) ? 0 : random.Below(size));
   }
   return file;
 }
