@@ -8,9 +8,9 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 8)
   target_link_options(code_rules INTERFACE -Wl,--high-entropy-va)
 endif()
 
-# What stands behind system/WindowsApi.h. The set-up functions are looked up at run time.
+# What stands behind system/WindowsApi.h. Other libraries are loaded at run time, see system/Library.h.
 add_library(windows_api INTERFACE)
-target_link_libraries(windows_api INTERFACE advapi32 user32 version)
+target_link_libraries(windows_api INTERFACE advapi32)
 
 # kv_whole_program(<name> LIBRARIES <folder library>... SOURCES <file>...): a program compiled as one source, made of
 # the sources of the libraries and its own. The compiler then knows that nobody else calls a function or derives from

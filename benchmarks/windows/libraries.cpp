@@ -4,7 +4,7 @@
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
 #ifdef LIBRARIES
-  const wchar_t* const names[] = {L"advapi32.dll", L"version.dll", L"user32.dll", L"setupapi.dll"};
+  const wchar_t* const names[] = {L"advapi32.dll", L"setupapi.dll"};
   for (const wchar_t* const name : names) {
     if (!LoadLibraryW(name)) return 1;
   }

@@ -99,7 +99,7 @@ std::vector<ExportedFunction> MakeList() {
       EXPORTED("setupapi.dll", SetupDiCallClassInstaller),
       EXPORTED("setupapi.dll", SetupDiDestroyDeviceInfoList),
   };
-  for (const auto& more : {VersionExports(), Wow64Exports()}) {
+  for (const auto& more : {VersionExports(), Wow64Exports(), LibraryExports()}) {
     list.insert(list.end(), more.begin(), more.end());
   }
   return list;

@@ -4,21 +4,33 @@
 #include "api/RunTimeFunctions.h"
 #include "machine/CodePages.h"
 
-// Libraries. The machine has those whose functions it simulates, in the system directory, without files.
+// Libraries. The machine has those whose functions it simulates, in the system directory, without files; no
+// other directory has any.
 
 using namespace winsim;
 
 namespace {
 
+/// Empty for a name without one.
+std::u16string_view DirectoryOf(std::u16string_view name) {
+  const std::size_t slash = name.find_last_of(u"\\/");
+  return name.substr(0, slash == std::u16string_view::npos ? 0 : slash);
+}
+
+/// The directory of a 32-bit process's own libraries on a 64-bit Windows.
+bool IsWow64Directory(const Thread& thread, std::u16string_view directory) {
+  return thread.process->wow64 && EqualsIgnoringCase(directory, thread.GetMachine().Wow64Directory());
+}
+
 /// The file name that a library's name means: without the system directory, with ".dll" unless there is an
 /// extension. Empty for a name that leads elsewhere.
-std::u16string LibraryFile(const Machine& machine, std::u16string name) {
-  const std::size_t slash = name.find_last_of(u"\\/");
-  if (slash != std::u16string::npos) {
-    if (!EqualsIgnoringCase(std::u16string_view(name).substr(0, slash), machine.SystemDirectory())) {
+std::u16string LibraryFile(const Thread& thread, std::u16string name) {
+  if (const std::u16string_view directory = DirectoryOf(name); !directory.empty()) {
+    if (!EqualsIgnoringCase(directory, thread.GetMachine().SystemDirectory()) &&
+        !IsWow64Directory(thread, directory)) {
       return {};
     }
-    name.erase(0, slash + 1);
+    name.erase(0, directory.size() + 1);
   }
   if (name.ends_with(u'.')) {
     name.pop_back();
@@ -41,22 +53,37 @@ HMODULE Load(Thread& thread, const std::u16string& name, DWORD& error) {
     error = ERROR_INVALID_PARAMETER;
     return nullptr;
   }
-  const std::u16string file = LibraryFile(thread.GetMachine(), name);
+  const std::u16string file = LibraryFile(thread, name);
   if (!HasLibrary(thread.GetMachine(), file)) {
     error = ERROR_MOD_NOT_FOUND;
+    return nullptr;
+  }
+  // Without redirection all other names lead to the 64-bit library.
+  if (thread.redirectionDisabled && !IsWow64Directory(thread, DirectoryOf(name)) &&
+      thread.process->modules.Find(file) == 0) {
+    error = ERROR_BAD_EXE_FORMAT;
     return nullptr;
   }
   return reinterpret_cast<HMODULE>(thread.process->modules.Load(file));
 }
 
 HMODULE FindLoaded(Thread& thread, const std::u16string& name, DWORD& error) {
-  const Machine& machine = thread.GetMachine();
-  const std::u16string file = LibraryFile(machine, name);
-  const std::uintptr_t handle = HasLibrary(machine, file) ? thread.process->modules.Find(file) : 0;
+  const std::u16string file = LibraryFile(thread, name);
+  const std::uintptr_t handle =
+      HasLibrary(thread.GetMachine(), file) ? thread.process->modules.Find(file) : 0;
   if (handle == 0) {
     error = ERROR_MOD_NOT_FOUND;
   }
   return reinterpret_cast<HMODULE>(handle);
+}
+
+/// What libraries need in turn is not searched for here, so only the flags matter.
+BOOL WINAPI SetDefaultDllDirectories(DWORD flags) {
+  return BoolCall("SetDefaultDllDirectories", {flags}, [&](Thread&) -> DWORD {
+    constexpr DWORD known = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_USER_DIRS |
+                            LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS;
+    return flags == 0 || (flags & ~known) != 0 ? ERROR_INVALID_PARAMETER : ERROR_SUCCESS;
+  });
 }
 
 bool IsProgram(HMODULE module) {
@@ -129,3 +156,11 @@ BOOL WINAPI FreeLibrary(HMODULE module) {
     return freed ? ERROR_SUCCESS : ERROR_MOD_NOT_FOUND;
   });
 }
+
+namespace winsim {
+
+std::vector<ExportedFunction> LibraryExports() {
+  return {{"kernel32.dll", "SetDefaultDllDirectories", Erase(&::SetDefaultDllDirectories)}};
+}
+
+}  // namespace winsim

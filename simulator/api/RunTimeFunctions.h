@@ -23,6 +23,7 @@ FARPROC Erase(Result(WINAPI* function)(Arguments...)) {
 // Functions that no header declares: programs get them from GetProcAddress alone.
 std::vector<ExportedFunction> VersionExports();
 std::vector<ExportedFunction> Wow64Exports();
+std::vector<ExportedFunction> LibraryExports();
 
 /// Every function of every library that the machine has.
 const std::vector<ExportedFunction>& ExportedFunctions();

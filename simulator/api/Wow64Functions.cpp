@@ -1,6 +1,7 @@
 #include "api/Call.h"
 #include "api/PseudoHandles.h"
 #include "api/RunTimeFunctions.h"
+#include "api/TextResults.h"
 
 // 32-bit programs on 64-bit Windows. The redirection of the system directory is switched for one thread.
 
@@ -42,6 +43,13 @@ BOOL WINAPI Wow64RevertWow64FsRedirection(PVOID old) {
                   [&](Thread& thread) { return SwitchRedirection(thread, old, nullptr); });
 }
 
+/// Where the 32-bit libraries of a 64-bit Windows are.
+UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT room) {
+  return ValueCall("GetSystemWow64DirectoryW", {room}, 0u, [&](Thread& thread, DWORD&) {
+    return GiveText(thread.GetMachine().Wow64Directory(), buffer, room);
+  });
+}
+
 }  // namespace
 
 namespace winsim {
@@ -49,7 +57,8 @@ namespace winsim {
 std::vector<ExportedFunction> Wow64Exports() {
   return {{"kernel32.dll", "IsWow64Process", Erase(&::IsWow64Process)},
           {"kernel32.dll", "Wow64DisableWow64FsRedirection", Erase(&::Wow64DisableWow64FsRedirection)},
-          {"kernel32.dll", "Wow64RevertWow64FsRedirection", Erase(&::Wow64RevertWow64FsRedirection)}};
+          {"kernel32.dll", "Wow64RevertWow64FsRedirection", Erase(&::Wow64RevertWow64FsRedirection)},
+          {"kernel32.dll", "GetSystemWow64DirectoryW", Erase(&::GetSystemWow64DirectoryW)}};
 }
 
 }  // namespace winsim

@@ -69,6 +69,9 @@ class Machine {
     return settings.windowsDirectory + (settings.version.platformId == 1 ? u"\\SYSTEM" : u"\\system32");
   }
 
+  /// The same for 32-bit programs, on a 64-bit Windows.
+  std::u16string Wow64Directory() const { return settings.windowsDirectory + u"\\SysWOW64"; }
+
   enum class AutoStart { run, skip };
   /// Starts the machine: pending file operations run, services marked for deletion go, boot-, system- and
   /// auto-start drivers whose image exists are loaded, and unless `autoStart` says otherwise the auto-start

@@ -3,8 +3,7 @@
 namespace winsim {
 
 ModuleTable::ModuleTable() {
-  for (const char16_t* const name :
-       {u"kernel32.dll", u"ntdll.dll", u"advapi32.dll", u"user32.dll", u"version.dll"}) {
+  for (const char16_t* const name : {u"kernel32.dll", u"ntdll.dll", u"advapi32.dll"}) {
     Load(name);
     m_modules.find(name)->second.permanent = true;
   }

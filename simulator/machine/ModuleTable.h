@@ -14,7 +14,7 @@ namespace winsim {
 /// nothing lies there.
 class ModuleTable {
  public:
-  /// A process begins with these, for good: kernel32, ntdll, advapi32, user32 and version.
+  /// A process begins with these, for good: kernel32, ntdll and advapi32.
   ModuleTable();
 
   /// The handle of a loaded library by its file name, or 0.

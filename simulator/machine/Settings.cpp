@@ -3,12 +3,15 @@
 namespace winsim {
 namespace {
 
-/// A machine whose version functions agree, without what came later than it.
-Settings Older(WindowsVersion version, std::set<std::string> missingFunctions) {
+/// A machine whose version functions agree, without what came with Windows XP or later and `more`.
+Settings Older(WindowsVersion version, std::set<std::string> more) {
   Settings settings;
   settings.version = version;
   settings.reportedVersion = version;
-  settings.missingFunctions = std::move(missingFunctions);
+  settings.missingFunctions = std::move(more);
+  settings.missingFunctions.insert({"RtlGetNtVersionNumbers", "IsWow64Process",
+                                    "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection",
+                                    "GetSystemWow64DirectoryW", "SetDefaultDllDirectories"});
   return settings;
 }
 
@@ -27,26 +30,20 @@ Settings Settings::Windows10Wow64() {
 }
 
 Settings Settings::Windows2000() {
-  return Older({5, 0, 2195, 2, u"Service Pack 4"},
-               {"RtlGetNtVersionNumbers", "IsWow64Process", "Wow64DisableWow64FsRedirection",
-                "Wow64RevertWow64FsRedirection"});
+  return Older({5, 0, 2195, 2, u"Service Pack 4"}, {});
 }
 
 Settings Settings::WindowsNt4() {
-  Settings settings =
-      Older({4, 0, 1381, 2, u"Service Pack 6"},
-            {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
-             "IsWow64Process", "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection"});
+  Settings settings = Older({4, 0, 1381, 2, u"Service Pack 6"},
+                            {"RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W"});
   settings.missingModules = {u"setupapi.dll"};
   settings.windowsDirectory = u"C:\\WINNT";
   return settings;
 }
 
 Settings Settings::Windows98() {
-  Settings settings = Older(
-      {4, 10, 67766446, 1, u" A "},
-      {"RtlGetNtVersionNumbers", "RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W",
-       "MoveFileExW", "IsWow64Process", "Wow64DisableWow64FsRedirection", "Wow64RevertWow64FsRedirection"});
+  Settings settings = Older({4, 10, 67766446, 1, u" A "},
+                            {"RtlGetVersion", "GetVolumePathNameW", "ChangeServiceConfig2W", "MoveFileExW"});
   settings.extendedVersionRecord = false;
   settings.windowsDirectory = u"C:\\WINDOWS";
   return settings;

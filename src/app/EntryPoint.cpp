@@ -3,6 +3,7 @@
 #include "app/Application.h"
 #include "app/Arguments.h"
 #include "app/Service.h"
+#include "system/Library.h"
 #include "system/Platform.h"
 
 namespace Main {
@@ -41,6 +42,7 @@ int RunProcess() {
   int exitCode = -1;
   bool started = false;
   try {
+    LCommon::System::SearchOnlySystemDirectory();
     LCommon::System::InitializeSystem(1);
     started = true;
     exitCode = Dispatch();

@@ -5,13 +5,14 @@
 #include "drivermanagement/PeTarget.h"
 #include "foundation/Assert.h"
 #include "foundation/String.h"
-#include "system/WindowsApi.h"
+#include "system/Library.h"
 
 namespace DriverManagement {
 
 namespace {
 
 using LCommon::System::AppendBackslash;
+using LCommon::System::FindFunction;
 using LCommon::System::Manager;
 
 struct VersionResource {
@@ -21,19 +22,26 @@ struct VersionResource {
 
 // The platform's version functions are used in their 8-bit form, the only one that every Windows has.
 std::optional<VersionResource> ReadVersionResource(LUnicodeString path) {
+  const auto library = LCommon::System::LoadSystemLibrary(L"version.dll");
+  const auto getSize =
+      FindFunction<decltype(&GetFileVersionInfoSizeA)>(library.get(), "GetFileVersionInfoSizeA");
+  const auto getInfo = FindFunction<decltype(&GetFileVersionInfoA)>(library.get(), "GetFileVersionInfoA");
+  const auto query = FindFunction<decltype(&VerQueryValueA)>(library.get(), "VerQueryValueA");
+  if (!getSize || !getInfo || !query) return std::nullopt;
+
   LString narrowPath(path);
   DWORD unused = 0;
-  const DWORD size = GetFileVersionInfoSizeA(narrowPath.Data(), &unused);
+  const DWORD size = getSize(narrowPath.Data(), &unused);
   if (size == 0) return std::nullopt;
   LBuffer block;
   block.SetSize(size);
   {
     LBufferLock lock(block);
-    if (!GetFileVersionInfoA(narrowPath.Data(), 0, size, lock.Data())) return std::nullopt;
+    if (!getInfo(narrowPath.Data(), 0, size, lock.Data())) return std::nullopt;
   }
   void* fixedPart = nullptr;
   UINT fixedPartSize = 0;
-  if (!VerQueryValueA(block.Data(), "\\", &fixedPart, &fixedPartSize)) return std::nullopt;
+  if (!query(block.Data(), "\\", &fixedPart, &fixedPartSize)) return std::nullopt;
   if (fixedPartSize < sizeof(VS_FIXEDFILEINFO)) return std::nullopt;
   const VS_FIXEDFILEINFO& info = *static_cast<const VS_FIXEDFILEINFO*>(fixedPart);
   return VersionResource{FileVersion(info.dwFileVersionMS, info.dwFileVersionLS),

@@ -81,7 +81,7 @@ void SetUpRunTimeFunctions(PlatformState& platform) {
   Find(functions.changeServiceConfig2, GetModuleHandleU(L"advapi32.dll"), "ChangeServiceConfig2W");
   if (!platform.unicode) return;
 
-  platform.setupModule.reset(LoadLibraryU(L"setupapi.dll"));
+  platform.setupModule = LoadSystemLibrary(L"setupapi.dll");
   const HMODULE setup = platform.setupModule.get();
   Find(functions.setupDiClassGuidsFromName, setup, "SetupDiClassGuidsFromNameW");
   Find(functions.setupDiGetClassDevs, setup, "SetupDiGetClassDevsW");

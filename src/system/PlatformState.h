@@ -1,25 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <optional>
-#include <type_traits>
 
-#include "system/WindowsApi.h"
+#include "system/Library.h"
 
 namespace LCommon::System {
-
-/// The address of a function of `module`, null when there is no module or no such function.
-template <class Function>
-Function FindFunction(HMODULE module, const char* name) {
-  if (!module) return nullptr;
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
-}
-
-/// A module that this process loaded for itself.
-struct ModuleCloser {
-  void operator()(HMODULE module) const { FreeLibrary(module); }
-};
-using LoadedModule = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleCloser>;
 
 /// The functions that older versions of Windows lack; null when absent.
 struct RunTimeFunctions {

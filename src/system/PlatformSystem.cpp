@@ -3,7 +3,7 @@
 #include <type_traits>
 
 #include "system/AnsiText.h"
-#include "system/PlatformState.h"
+#include "system/PlatformCall.h"
 
 namespace LCommon::System {
 
@@ -119,8 +119,13 @@ HANDLE CreateMutexU(LPSECURITY_ATTRIBUTES security, BOOL initialOwner, LPCWSTR n
 }
 
 int MessageBoxU(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
-  if (Platform().unicode) return MessageBoxW(owner, text, caption, type);
-  return MessageBoxA(owner, AnsiText(text).Get(), AnsiText(caption).Get(), type);
+  const LoadedModule user = LoadSystemLibrary(L"user32.dll");
+  if (Platform().unicode) {
+    const auto show = FindFunction<decltype(&MessageBoxW)>(user.get(), "MessageBoxW");
+    return LoadedOrFailure(0, show, owner, text, caption, type);
+  }
+  const auto show = FindFunction<decltype(&MessageBoxA)>(user.get(), "MessageBoxA");
+  return LoadedOrFailure(0, show, owner, AnsiText(text).Get(), AnsiText(caption).Get(), type);
 }
 
 }  // namespace LCommon::System

@@ -28,6 +28,18 @@ std::string FileTime(WORD year, WORD month, WORD day, WORD hour = 0, WORD second
   return std::to_string(static_cast<unsigned long long>(result.dwHighDateTime) << 32 | result.dwLowDateTime);
 }
 
+/// A path in the system directory.
+Wide InSystem(const wchar_t* name) {
+  Wide path;
+  GetSystemDirectoryW(path.units, 260);
+  return path + L"\\" + name;
+}
+
+template <class Function>
+Function Find(HMODULE module, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+}
+
 }  // namespace
 
 TEST_CASE("paths, volumes, drives, environment, directories, times and libraries") {
@@ -71,4 +83,19 @@ TEST_CASE("paths, volumes, drives, environment, directories, times and libraries
   BOOL_FACT("FALSE 126", GetModuleHandleW(L"kvnone.dll") != nullptr);
   BOOL_FACT("FALSE 126", LoadLibraryW(L"kvnone.dll") != nullptr);
   BOOL_FACT("FALSE 127", GetProcAddress(kernel, "movefileexw") != nullptr);
+  Given("libraries by full paths");
+  const HMODULE library = LoadLibraryW(L"setupapi.dll");
+  BOOL_FACT("TRUE", LoadLibraryW(InSystem(L"SETUPAPI.dll")) == library);
+  BOOL_FACT("TRUE", GetModuleHandleW(InSystem(L"setupapi.dll")) == library);
+  BOOL_FACT("FALSE 126", LoadLibraryW(InSystem(L"kvnone.dll")) != nullptr);
+  BOOL_FACT("FALSE 126", LoadLibraryW(InWindows(L"version.dll")) != nullptr);
+  CHECK((FreeLibrary(library) && FreeLibrary(library)));
+  Given("where libraries are searched for");
+  const auto search = Find<BOOL(WINAPI*)(DWORD)>(kernel, "SetDefaultDllDirectories");
+  BOOL_FACT("FALSE 87", search(0));
+  BOOL_FACT("FALSE 87", search(1));
+  BOOL_FACT("TRUE", search(LOAD_LIBRARY_SEARCH_SYSTEM32));
+  Given("the directory for 32-bit programs");
+  const auto directory32 = Find<UINT(WINAPI*)(LPWSTR, UINT)>(kernel, "GetSystemWow64DirectoryW");
+  FACT("0", std::to_string(directory32(buffer, 260) - GetSystemDirectoryW(nullptr, 0) + 1));
 }

@@ -7,11 +7,14 @@
 #include "drivermanagement/LegacyDeviceNode.h"
 #include "drivermanagement/Lock.h"
 #include "drivermanagement/LogSource.h"
+#include "drivermanagement/Module.h"
 #include "support/Lines.h"
 #include "support/SystemSession.h"
+#include "support/TestContainer.h"
 #include "support/TestFile.h"
 #include "support/TestKey.h"
 #include "system/LogSource.h"
+#include "system/Wow64FsRedirection.h"
 
 // What Windows refuses or fails to do.
 
@@ -97,6 +100,17 @@ TEST_CASE(
   CHECK(machine.files.Exists(u"C:\\drv.sys"));
   CHECK(session.Trace("MoveFileExW").empty());
   CHECK(session.Trace("SetFileAttributesW").empty());  // it is not read-only
+}
+
+TEST_CASE("a version is read while the redirection is off, and not without the system's library") {
+  SystemSession session(winsim::Settings::Windows10Wow64());
+  const TestFile file;
+  file.Write(BuildImage({}));
+  BasePeModule module(file.name, LMakeRef<TestContainer>());
+  const LCommon::System::Wow64FsRedirectionDisabler disabler;
+  CHECK(module.IsInstalledUpToDate() == 1);
+  session.Machine().gate.FailFunction("LoadLibraryW", ERROR_MOD_NOT_FOUND);
+  CHECK(module.IsInstalledUpToDate() == 0);
 }
 
 TEST_CASE("everybody may open the lock; where its global name is refused it is the plain one") {

@@ -54,8 +54,9 @@ TEST_CASE("libraries are found by any spelling, counted, and have the functions 
 
   const HMODULE setup = LoadLibraryA("setupapi.dll");
   CHECK(LoadLibraryW(L"SetupApi") == setup);
+  CHECK(LoadLibraryW(L"c:\\windows\\SYSTEM32\\setupapi.dll") == setup);
   CHECK(session.Process().modules.Describe() == std::vector<std::string>{"library setupapi.dll"});
-  CHECK((FreeLibrary(setup) == TRUE && FreeLibrary(setup) == TRUE));
+  CHECK((FreeLibrary(setup) == TRUE && FreeLibrary(setup) == TRUE && FreeLibrary(setup) == TRUE));
   CHECK(FailureOf([&] { return FreeLibrary(setup); }) == ERROR_MOD_NOT_FOUND);
   CHECK(missing(L"setupapi.dll") == ERROR_MOD_NOT_FOUND);
 
@@ -65,6 +66,25 @@ TEST_CASE("libraries are found by any spelling, counted, and have the functions 
   CHECK(Find<decltype(&::GetTickCount)>(L"kernel32", "GetTickCount")() == GetTickCount());
   CHECK(absent(kernel, "MoveFileExW") == ERROR_PROC_NOT_FOUND);
   CHECK(absent(setup, "SetupDiEnumDeviceInfo") == ERROR_MOD_NOT_FOUND);
+}
+
+TEST_CASE("a 32-bit process finds its libraries by redirection, and in their own directory without it") {
+  MachineSession session(Settings::Windows10Wow64());
+  const auto load = [](const wchar_t* name) { return FailureOf([&] { return LoadLibraryW(name); }); };
+  const wchar_t* const own = L"C:\\Windows\\SysWOW64\\setupapi.dll";
+  const wchar_t* const system = L"C:\\Windows\\system32\\setupapi.dll";
+  wchar_t buffer[MAX_PATH];
+  CHECK(Find<UINT(WINAPI*)(LPWSTR, UINT)>(L"kernel32", "GetSystemWow64DirectoryW")(buffer, MAX_PATH) == 19);
+  CHECK(winsim::FromWide(buffer) == u"C:\\Windows\\SysWOW64");
+  PVOID previous = nullptr;
+  REQUIRE(Find<BOOL(WINAPI*)(PVOID*)>(L"kernel32", "Wow64DisableWow64FsRedirection")(&previous) == TRUE);
+  CHECK(load(system) == ERROR_BAD_EXE_FORMAT);
+  CHECK(load(L"setupapi") == ERROR_BAD_EXE_FORMAT);
+  const HMODULE setup = LoadLibraryW(own);
+  CHECK((setup != nullptr && LoadLibraryW(system) == setup && GetModuleHandleW(own) == setup));
+  CHECK((FreeLibrary(setup) == TRUE && FreeLibrary(setup) == TRUE));
+  REQUIRE(Find<BOOL(WINAPI*)(PVOID)>(L"kernel32", "Wow64RevertWow64FsRedirection")(previous) == TRUE);
+  CHECK((LoadLibraryW(system) != nullptr && FreeLibrary(GetModuleHandleW(own)) == TRUE));
 }
 
 TEST_CASE("names of mutexes") {

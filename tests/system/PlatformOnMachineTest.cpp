@@ -9,12 +9,14 @@
 
 #include "foundation/Memory.h"
 #include "foundation/TextConversion.h"
+#include "support/Lines.h"
 #include "support/SystemSession.h"
 #include "support/Throws.h"
 #include "system/Manager.h"
 #include "system/MsMemoryManager.h"
 #include "system/PlatformApi.h"
 #include "system/PlatformState.h"
+#include "system/Wow64FsRedirection.h"
 
 using namespace LCommon::System;
 using winsim::Settings;
@@ -155,4 +157,39 @@ TEST_CASE("what a system cannot do is asserted or fails with 120, as the wrapper
   CHECK(isNotImplemented(!MoveFileExU(L"x", nullptr, 0)));
   CHECK(isNotImplemented(SetupDiGetClassDevsU(nullptr, nullptr, nullptr, 0) == INVALID_HANDLE_VALUE));
   CHECK(session.Trace().empty());
+}
+
+TEST_CASE("libraries that few need are loaded from this process's system directory, by full paths") {
+  Settings noUser = Settings::Windows10();
+  noUser.missingModules = {u"user32.dll"};
+  // At the start, and for a message box; what the box answers.
+  const std::tuple<Settings, Lines, int> cases[] = {
+      {Settings::Windows10(),
+       {R"(LoadLibraryW("C:\Windows\system32\setupapi.dll"))",
+        R"(LoadLibraryW("C:\Windows\system32\user32.dll"))"},
+       IDOK},
+      {Settings::Windows10Wow64(),
+       {R"(LoadLibraryW("C:\Windows\SysWOW64\setupapi.dll"))",
+        R"(LoadLibraryW("C:\Windows\SysWOW64\user32.dll"))"},
+       IDOK},
+      {Settings::WindowsNt4(),
+       {R"(LoadLibraryW("C:\WINNT\system32\setupapi.dll") = 126)",
+        R"(LoadLibraryW("C:\WINNT\system32\user32.dll"))"},
+       IDOK},
+      {Settings::Windows98(), {R"(LoadLibraryA("C:\WINDOWS\SYSTEM\user32.dll"))"}, IDOK},
+      {noUser,
+       {R"(LoadLibraryW("C:\Windows\system32\setupapi.dll"))",
+        R"(LoadLibraryW("C:\Windows\system32\user32.dll") = 126)"},
+       0}};
+  for (const auto& [settings, loaded, answer] : cases) {
+    MachineSession session(settings);
+    InitializeSystem(1);
+    {
+      const Wow64FsRedirectionDisabler disabler;
+      CHECK(MessageBoxU(nullptr, L"text", L"caption", MB_OK) == answer);
+      CHECK((answer == IDOK || GetLastError() == ERROR_CALL_NOT_IMPLEMENTED));
+    }
+    UninitializeSystem();
+    CHECK(session.Trace(loaded[0].substr(0, 12)) == loaded);
+  }
 }

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs test programs under Wine in a prefix of their own and prints what each of them ran.
+"""Runs test programs under Wine in a prefix of their own and prints what each of them ran; then starts the program that
+lies in their folder beside planted libraries.
 
 usage: run_tests.py LABEL PREFIX_FOLDER PROGRAM... [-- WINE_LAUNCHER]
 
@@ -13,6 +14,8 @@ import re
 import shutil
 import subprocess
 import sys
+
+from planted import check_planted
 
 SUMMARY = re.compile(r"test cases: *(\d+) \| *(\d+) passed \| 0 failed \| 0 skipped\s.*assertions: *(\d+) \| *(\d+) passed", re.S)
 REMARK = re.compile(r"^\[(?!doctest)\w+\] .*", re.M)
@@ -69,7 +72,8 @@ def main():
     label, prefix, *programs = arguments
     with Wine(pathlib.Path(prefix), launcher) as wine:
         results = [tell(wine, label, program) for program in programs]
-    return 0 if programs and all(results) else 1
+        results.append(check_planted(wine, label, pathlib.Path(programs[0]).parent))
+    return 0 if all(results) else 1
 
 
 sys.exit(main())
