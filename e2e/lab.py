@@ -3,18 +3,19 @@
 
 usage: lab.py --windows-build DIR --host-build DIR [--scenario NAME]... [--keep DIR]
 
-Prints one line for each scenario and a last one with counts; exits with 1 when any failed, with the reason on standard
-error.
+Prints one line for each scenario and a last one with counts; exits with 1 when any failed, with the reason and the end of
+the machine's log on standard error. The whole log of a failed scenario is then in lab-logs in the Windows build.
 """
 import argparse
 import concurrent.futures
 import pathlib
+import shutil
 import sys
 import tempfile
 import time
 
 sys.dont_write_bytecode = True  # nothing is left in the source folder
-from lab.machine import Lab, changes, prepare, snapshot
+from lab.machine import Lab, Template, changes, demand, snapshot
 from lab.scenarios import SCENARIOS
 from lab import differences
 
@@ -28,6 +29,8 @@ def main() -> int:
     parser.add_argument("--scenario", action="append", choices=sorted(SCENARIOS))
     parser.add_argument("--keep", type=pathlib.Path, help="keep the machines in this new folder")
     arguments = parser.parse_args()
+    if arguments.keep and arguments.keep.exists():
+        parser.error(f"{arguments.keep} is there already")
     with tempfile.TemporaryDirectory(prefix="kvlab") as temporary:
         folder = (arguments.keep or pathlib.Path(temporary)).resolve()
         folder.mkdir(exist_ok=True)
@@ -36,15 +39,19 @@ def main() -> int:
 
 def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
     key = SOURCE / "tests/keys/development.pem"
-    template = prepare(folder / "template", arguments.windows_build, arguments.host_build, key)
+    logs = arguments.windows_build / "lab-logs"
+    shutil.rmtree(logs, ignore_errors=True)
+    template = Template(folder / "template", arguments.windows_build, arguments.host_build, key)
     kvsim = arguments.host_build.resolve() / "bin/kvsim"
-    control = control_changes(Lab(folder / "control", template.prefix, kvsim))
+    lab = Lab(folder / "control", template, kvsim)
+    control = control_changes(lab)
+    demand(template.crashes + lab.wine.crashes(), [], "crashes without any installation")
     listed: set[str] = set()
     failures = 0
 
     def play(name: str) -> tuple[str, float, str]:
         begin = time.monotonic()
-        lab = Lab(folder / name, template.prefix, kvsim, control)
+        lab = Lab(folder / name, template, kvsim, control)
         try:
             SCENARIOS[name](lab)
             failure = ""
@@ -52,6 +59,11 @@ def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
             failure = f"{type(error).__name__}: {error}"
         finally:
             lab.wine.destroy()
+        failure = "\n".join(filter(None, (failure, *lab.wine.crashes())))
+        if failure:
+            logs.mkdir(exist_ok=True)
+            shutil.copyfile(lab.wine.log.name, logs / f"{name}.log")
+            failure += f"\nThe end of its log, all of which is in {logs / name}.log:\n{lab.wine.end_of_log()}"
         listed.update(lab.listed)
         return name, time.monotonic() - begin, failure
 
@@ -64,6 +76,9 @@ def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
                 print(f"{name}: {failure}", file=sys.stderr, flush=True)
             else:
                 print(f"ok  {name}  wine {seconds:.0f} s, simulator same machine", flush=True)
+    if not template.nothing_written():
+        failures += 1
+        print("a machine wrote files that all of them share", file=sys.stderr)
     stale = {pattern for _, pattern, _ in differences.LINES} - listed if not arguments.scenario else set()
     for pattern in stale:
         print(f"listed as a difference, but does not occur: {pattern}", file=sys.stderr)
@@ -73,12 +88,11 @@ def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
 
 def control_changes(lab: Lab) -> set[str]:
     """What changes on a machine by itself, over restarts without any installation."""
-    before = snapshot(lab.template)
     found: set[str] = set()
     for _ in range(3):
         lab.wine.turn_on()
         lab.wine.turn_off()
-        found |= changes(before, snapshot(lab.wine.prefix)).keys()
+        found |= changes(lab.template.snapshot, snapshot(lab.wine.prefix, lab.template.hashes)).keys()
     return found
 
 

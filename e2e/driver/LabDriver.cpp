@@ -9,6 +9,10 @@
 
 #include "LabFacts.h"
 
+// No function of the kernel: Wine loads drivers into a process.
+extern "C" __declspec(dllimport) int NTAPI
+    GetModuleHandleExW(ULONG flags, const void* address, void** module);
+
 namespace {
 
 wchar_t g_name[32];
@@ -94,6 +98,7 @@ NTSTATUS MakeDevice(DRIVER_OBJECT* driver, const wchar_t* suffix, DEVICE_OBJECT*
   Text name(L"\\Device\\");
   name.Add(g_name).Add(suffix);
   const NTSTATUS status = IoCreateDevice(driver, 0, &name, FILE_DEVICE_UNKNOWN, 0, FALSE, device);
+  if (NT_SUCCESS(status)) ObReferenceObject(*device);  // see StayMapped
   Text link(L"\\DosDevices\\");
   return NT_SUCCESS(status) ? IoCreateSymbolicLink(&link.Add(g_name).Add(suffix), &name) : status;
 }
@@ -102,6 +107,17 @@ void DeleteDevice(const wchar_t* suffix, DEVICE_OBJECT* device) {
   Text link(L"\\DosDevices\\");
   IoDeleteSymbolicLink(&link.Add(g_name).Add(suffix));
   if (device != nullptr) IoDeleteDevice(device);
+}
+
+// Where Windows keeps a driver loaded until its last file is closed, Wine unloads it at once and may deliver
+// opens and closes afterwards. So that these find the code and the objects, both stay as long as the process
+// that loaded them.
+bool StayMapped(DRIVER_OBJECT* driver) {
+  constexpr ULONG pin = 1;
+  constexpr ULONG fromAddress = 4;
+  ObReferenceObject(driver);
+  void* module = nullptr;
+  return GetModuleHandleExW(pin | fromAddress, driver->DriverStart, &module) != 0;
 }
 
 void NTAPI Unload(DRIVER_OBJECT*) {
@@ -120,7 +136,8 @@ extern "C" NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* reg
   RtlCopyMemory(g_name, registryPath->Buffer + begin, nameSize);
 
   const HANDLE key = OpenLabKey();
-  if (key == nullptr) return STATUS_OBJECT_NAME_NOT_FOUND;
+  if (key == nullptr || !StayMapped(driver)) return STATUS_UNSUCCESSFUL;
+  g_requests = 0;  // it may have been loaded before
   g_stateCode = Setting(key, L"StateCode");
   if (Setting(key, L"KeepsLoaded") == 0) driver->DriverUnload = Unload;
   ZwClose(key);

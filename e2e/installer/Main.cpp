@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <optional>
 
 #include "Drivers.h"
 #include "WindowsSide.h"
@@ -78,6 +79,15 @@ void HoldLock(Arguments) {
   if (std::strncmp(line, "die", 3) == 0) TerminateProcess(GetCurrentProcess(), 3);
 }
 
+// DRIVER: the service cannot get ahead of this, because it waits for the lock.
+void KillServiceAt(Arguments arguments) {
+  std::optional<Locker> locker(LMakeRef<Lock>());
+  StartRemovalService();
+  HeldRemovalService service(arguments[0]);
+  locker.reset();
+  service.Kill();
+}
+
 void AskExpired(Arguments) {
   const auto service = LMakeRef<kvdel01::Manager>(LMakeRef<DriverManagement::NullPeModuleContainer>());
   std::printf("expired %u\n", service->IsExpired());
@@ -104,8 +114,8 @@ constexpr Verb Verbs[] = {
     {L"start-service", 0, [](Arguments) { StartRemovalService(); }},
     {L"service-state", 0, [](Arguments) { PrintRemovalServiceState(false); }},
     {L"await-service", 0, [](Arguments) { PrintRemovalServiceState(true); }},
-    {L"kill-service", 0, [](Arguments) { KillRemovalService(nullptr); }},
-    {L"kill-service-at", 1, [](Arguments arguments) { KillRemovalService(arguments[0]); }},
+    {L"kill-service", 0, [](Arguments) { KillRemovalService(); }},
+    {L"kill-service-at", 1, KillServiceAt},
     {L"message-box", 0, [](Arguments) { AnswerMessageBox(); }},
 };
 

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 
 #include "components/RemovalService.h"
@@ -60,6 +61,12 @@ bool QueryRemovalService(SERVICE_STATUS_PROCESS& status) {
   Demand(queried || GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST, "QueryServiceStatusEx");
   CloseServiceHandle(service);
   return queried;
+}
+
+DWORD RemovalServiceProcess() {
+  SERVICE_STATUS_PROCESS status = {};
+  Demand(QueryRemovalService(status) && status.dwProcessId != 0, "the service does not run");
+  return status.dwProcessId;
 }
 
 }  // namespace
@@ -123,25 +130,36 @@ void StartRemovalService() {
   Say("started");
 }
 
-void KillRemovalService(const wchar_t* driver) {
-  HKEY source = nullptr;
-  if (driver != nullptr) {
-    source = OpenKey(ServicesKey + L"Eventlog\\System\\" + driver, KEY_READ);
-    Demand(source != nullptr, "RegOpenKeyEx");
-    StartRemovalService();
-  }
-  SERVICE_STATUS_PROCESS status = {};
-  Demand(QueryRemovalService(status) && status.dwProcessId != 0, "the service does not run");
-  const HANDLE process = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId);
-  // An open key that has been deleted cannot be asked any more.
-  while (source != nullptr &&
-         RegQueryInfoKeyW(source, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                          nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-  }
-  Demand(WaitForSingleObject(process, 0) == WAIT_TIMEOUT, "the service has ended already");
+void KillRemovalService() {
+  const HANDLE process = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, RemovalServiceProcess());
   Demand(TerminateProcess(process, 1), "TerminateProcess");
   Demand(WaitForSingleObject(process, INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
   Say("killed");
+}
+
+HeldRemovalService::HeldRemovalService(const wchar_t* driver)
+    : m_process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, RemovalServiceProcess())),
+      m_held(CreateEventW(nullptr, TRUE, FALSE, L"Global\\KvLabHeld")) {
+  DemandSuccess(RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"Software\\KvLab", L"HoldAt", REG_SZ, driver,
+                                static_cast<DWORD>((std::wcslen(driver) + 1) * sizeof *driver)));
+  static constexpr wchar_t library[] = L"C:\\lab\\labhold.dll";
+  void* const name = VirtualAllocEx(m_process, nullptr, sizeof library, MEM_COMMIT, PAGE_READWRITE);
+  Demand(WriteProcessMemory(m_process, name, library, sizeof library, nullptr), "WriteProcessMemory");
+  const FARPROC load = GetProcAddress(GetModuleHandleW(L"kernel32"), "LoadLibraryW");
+  const HANDLE thread = CreateRemoteThread(
+      m_process, nullptr, 0, reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(load)), name, 0,
+      nullptr);
+  DWORD loaded = 0;
+  Demand(WaitForSingleObject(thread, INFINITE) == WAIT_OBJECT_0 && GetExitCodeThread(thread, &loaded) &&
+             loaded != 0,
+         "LoadLibrary in the service");
+}
+
+void HeldRemovalService::Kill() {
+  const HANDLE ends[] = {m_held, m_process};
+  Demand(WaitForMultipleObjects(2, ends, FALSE, INFINITE) == WAIT_OBJECT_0,
+         "the service ended before it came to this driver");
+  KillRemovalService();
 }
 
 void PrintRemovalServiceState(bool atTheEnd) {
@@ -163,8 +181,9 @@ void AnswerMessageBox() {
     Sleep(20);
   HWND text = nullptr;
   wchar_t content[1024] = L"";
-  while ((text = FindWindowExW(box, text, L"Static", nullptr)) != nullptr && content[0] == 0) {
-    SendMessageW(text, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(content));
+  while (content[0] == 0) {  // the box is there before its text is
+    text = FindWindowExW(box, text, L"Static", nullptr);
+    if (text != nullptr) SendMessageW(text, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(content));
   }
   Say("caption", DisplayName);
   Say("text", content);

@@ -18,11 +18,22 @@ void PrintMarkedForDeletion();
 void DenyWriting(const wchar_t* driver);
 
 void StartRemovalService();
-/// Ends the running service's process as TerminateProcess does: at once, or, with a driver, as soon as that
-/// driver's event-log source, the first thing of a driver to go, is there no more.
-void KillRemovalService(const wchar_t* driver);
+/// Ends the running service's process as TerminateProcess does.
+void KillRemovalService();
 /// Now, or once the service, started with the machine or by hand, has come to its end.
 void PrintRemovalServiceState(bool atTheEnd);
+
+/// Has the running service's pass stand still when it opens `driver`'s service entry to delete it (e2e/hold).
+class HeldRemovalService {
+ public:
+  explicit HeldRemovalService(const wchar_t* driver);
+  /// Waits until the pass stands still, and then ends the process.
+  void Kill();
+
+ private:
+  HANDLE m_process;
+  HANDLE m_held;
+};
 
 /// Waits for the removal service's message box, prints its caption and text and, after a line of standard
 /// input, closes it.

@@ -10,11 +10,6 @@ LINES = [
     ("wine", r"system\\currentcontrolset\\services\\(?P<marked>kv\w+) start=dword:0000000[02]", "Wine does not"),
 ]
 
-# Wine's own host of kernel drivers crashes now and then while it starts. Its debugger tells of it in the log, and leaves
-# this key; any other program that crashes fails the scenario.
-DRIVER_HOST = "winedevice.exe"
-DEBUGGER_KEY = "user.reg software\\wine\\winedbg"
-
 
 def find(machine: str, line: str, view: set[str]) -> str | None:
     """The entry that covers a line of the view found on this machine only."""

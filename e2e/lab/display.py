@@ -3,7 +3,7 @@ import pathlib
 import shutil
 import subprocess
 
-from .wine import await_that
+from .wine import PATIENCE, await_that
 
 
 class Display:
@@ -20,7 +20,7 @@ class Display:
 
     def __exit__(self, *_) -> None:
         self.server.terminate()
-        self.server.wait(60)
+        self.server.wait(PATIENCE)
 
     def take_picture(self, target: pathlib.Path) -> None:
         """Keeps the screen, once something with many colours is on it, as text and icons are."""

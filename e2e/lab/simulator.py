@@ -4,6 +4,8 @@ import json
 import pathlib
 import subprocess
 
+from .wine import PATIENCE
+
 
 class SimulatedMachine:
     def __init__(self, folder: pathlib.Path, kvsim: pathlib.Path) -> None:
@@ -42,7 +44,7 @@ class SimulatedMachine:
         (self.current / "machine.json").write_text(json.dumps(self.description), encoding="utf-8")
         now = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%dT%H:%M:%SZ")
         command = [self.kvsim, verb, self.current, "--at", now, "--json", *arguments]
-        result = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+        result = subprocess.run(command, capture_output=True, text=True, timeout=PATIENCE, check=False)
         document = json.loads(result.stdout)
         if "error" in document:
             raise RuntimeError(f"kvsim {verb}: {document['error']['message']}")
