@@ -50,6 +50,10 @@ class Template:
         machine.set_value(CURRENT + "\\Control", "AutoStartDelay", "DWORD", "100")
         # Wine gives up a service, or a driver, that does not answer within ten seconds.
         machine.set_value(CURRENT + "\\Control", "ServicesPipeTimeout", "DWORD", str(PATIENCE * 1000))
+        # Wine's host of drivers crashes now and then when it starts with a driver that has a device node: an address that
+        # one of its threads is still to set, and another reads. Nothing here needs these two.
+        for driver in ("winebus", "wineusb"):
+            machine.set_value(CURRENT + "\\Services\\" + driver, "Start", "DWORD", "4")
         for driver, code in DRIVERS.items():
             machine.set_value("Software\\KvLab\\" + driver, "StateCode", "DWORD", str(code))
         machine.turn_off()
@@ -110,7 +114,7 @@ class Lab:
 
     # Set-up
 
-    def install(self, files: tuple[str, ...] = (CLIENT_FILE,), keeps_loaded: int = 0) -> None:
+    def install(self, files: tuple[str, ...] = (CLIENT_FILE,), keeps_loaded: bool = False) -> None:
         """Client applications install all drivers, each claimed for CLIENT_FILE; the machine is restarted, so that all of
         them are loaded; then the removal service is installed."""
         for path in files:
@@ -118,7 +122,8 @@ class Lab:
             self.wine.host_path(path).write_bytes(b"client")
         self.wine.turn_on()
         for driver in DRIVERS:
-            self.wine.set_value("Software\\KvLab\\" + driver, "KeepsLoaded", "DWORD", str(keeps_loaded))
+            if keeps_loaded:
+                self.wine.set_value("Software\\KvLab\\" + driver, "KeepsLoaded", "DWORD", "1")
             at_once = driver not in ("kvlnk03", "kvlnk04")  # those two load only with the machine
             demand(self.wine.lab("install", driver, IMAGE, "client", CLIENT_FILE),
                    f"installed 0, then {2 if at_once else 3}, up to date {int(at_once)}", driver)

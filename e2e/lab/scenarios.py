@@ -172,7 +172,7 @@ def open_handle(lab: Lab) -> None:
 
 
 def refuses_to_unload(lab: Lab) -> None:
-    lab.install(keeps_loaded=1)
+    lab.install(keeps_loaded=True)
     lab.delete_file(CLIENT_FILE)
     lab.run_service(stop="refuses")
     lab.expect_loaded(*DRIVERS)

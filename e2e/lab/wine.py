@@ -9,7 +9,7 @@ import time
 
 from .differences import finish_deletions
 
-PATIENCE = 60  # seconds for anything that Wine is asked to do; only to end a hang
+PATIENCE = 600  # seconds for anything that Wine is asked to do; only to end a hang
 # Seen once: a process of Wine that could not map its shared user data. A fixed layout of addresses is to prevent that.
 # (Debian keeps Wine's own programs apart from the scripts that choose among them.)
 DEBIAN = "/usr/lib/wine"
