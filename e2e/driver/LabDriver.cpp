@@ -9,10 +9,6 @@
 
 #include "LabFacts.h"
 
-// No function of the kernel: Wine loads drivers into a process.
-extern "C" __declspec(dllimport) int NTAPI
-    GetModuleHandleExW(ULONG flags, const void* address, void** module);
-
 namespace {
 
 wchar_t g_name[32];
@@ -98,7 +94,7 @@ NTSTATUS MakeDevice(DRIVER_OBJECT* driver, const wchar_t* suffix, DEVICE_OBJECT*
   Text name(L"\\Device\\");
   name.Add(g_name).Add(suffix);
   const NTSTATUS status = IoCreateDevice(driver, 0, &name, FILE_DEVICE_UNKNOWN, 0, FALSE, device);
-  if (NT_SUCCESS(status)) ObReferenceObject(*device);  // see StayMapped
+  if (NT_SUCCESS(status)) ObReferenceObject(*device);
   Text link(L"\\DosDevices\\");
   return NT_SUCCESS(status) ? IoCreateSymbolicLink(&link.Add(g_name).Add(suffix), &name) : status;
 }
@@ -109,20 +105,36 @@ void DeleteDevice(const wchar_t* suffix, DEVICE_OBJECT* device) {
   if (device != nullptr) IoDeleteDevice(device);
 }
 
-// Where Windows keeps a driver loaded until its last file is closed, Wine unloads it at once and may deliver
-// opens and closes afterwards. So that these find the code and the objects, both stay as long as the process
-// that loaded them.
-bool StayMapped(DRIVER_OBJECT* driver) {
-  constexpr ULONG pin = 1;
-  constexpr ULONG fromAddress = 4;
-  ObReferenceObject(driver);
-  void* module = nullptr;
-  return GetModuleHandleExW(pin | fromAddress, driver->DriverStart, &module) != 0;
+// Wine unloads a driver whose files are open or being closed, where Windows waits for them. From here on
+// Wine's own routine gets all requests; when it has answered the last one, those before it have left this
+// image. The driver and its devices stay for requests that are still to come.
+void SendRequestsElsewhere(DRIVER_OBJECT* driver, HANDLE device) {
+  static constexpr int ours[] = {IRP_MJ_CREATE, IRP_MJ_CLOSE, IRP_MJ_DEVICE_CONTROL};
+  for (const int function : ours)
+    driver->MajorFunction[function] = driver->MajorFunction[IRP_MJ_READ];
+  IO_STATUS_BLOCK status;
+  UCHAR byte;
+  ZwReadFile(device, nullptr, nullptr, nullptr, &status, &byte, sizeof byte, nullptr, nullptr);
 }
 
-void NTAPI Unload(DRIVER_OBJECT*) {
+HANDLE OpenMainDevice() {
+  Text name(L"\\Device\\");
+  name.Add(g_name);
+  OBJECT_ATTRIBUTES attributes;
+  InitializeObjectAttributes(&attributes, &name, OBJ_KERNEL_HANDLE, nullptr, nullptr);
+  IO_STATUS_BLOCK status;
+  HANDLE device = nullptr;
+  ZwCreateFile(&device, GENERIC_READ | SYNCHRONIZE, &attributes, &status, nullptr, 0, 0, FILE_OPEN,
+               FILE_SYNCHRONOUS_IO_NONALERT, nullptr, 0);
+  return device;
+}
+
+void NTAPI Unload(DRIVER_OBJECT* driver) {
+  const HANDLE device = OpenMainDevice();
+  SendRequestsElsewhere(driver, device);
   DeleteDevice(L"", g_mainDevice);
   DeleteDevice(L"i", g_interfaceDevice);
+  ZwClose(device);
 }
 
 }  // namespace
@@ -136,8 +148,8 @@ extern "C" NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* reg
   RtlCopyMemory(g_name, registryPath->Buffer + begin, nameSize);
 
   const HANDLE key = OpenLabKey();
-  if (key == nullptr || !StayMapped(driver)) return STATUS_UNSUCCESSFUL;
-  g_requests = 0;  // it may have been loaded before
+  if (key == nullptr) return STATUS_OBJECT_NAME_NOT_FOUND;
+  ObReferenceObject(driver);  // see SendRequestsElsewhere
   g_stateCode = Setting(key, L"StateCode");
   if (Setting(key, L"KeepsLoaded") == 0) driver->DriverUnload = Unload;
   ZwClose(key);

@@ -51,9 +51,8 @@ class Template:
         # Wine gives up a service, or a driver, that does not answer within ten seconds.
         machine.set_value(CURRENT + "\\Control", "ServicesPipeTimeout", "DWORD", str(PATIENCE * 1000))
         # Wine's host of drivers crashes now and then when it starts with a driver that has a device node: an address that
-        # one of its threads is still to set, and another reads. Nothing here needs these two.
-        for driver in ("winebus", "wineusb"):
-            machine.set_value(CURRENT + "\\Services\\" + driver, "Start", "DWORD", "4")
+        # one of its threads is still to set, and another reads. Nothing here needs the two that have one.
+        machine.delete_key(CURRENT + "\\Enum\\ROOT\\WINE")
         for driver, code in DRIVERS.items():
             machine.set_value("Software\\KvLab\\" + driver, "StateCode", "DWORD", str(code))
         machine.turn_off()

@@ -129,6 +129,9 @@ class WineMachine:
     def set_value(self, key: str, name: str, kind: str, value: str) -> None:
         self._registry_tool("add", key, "/v", name, "/t", "REG_" + kind, "/d", value, "/f")
 
+    def delete_key(self, key: str) -> None:
+        self._registry_tool("delete", key, "/f")
+
     def export(self, key: str, target: pathlib.Path) -> None:
         self._registry_tool("export", key, "Z:" + str(target).replace("/", "\\"), "/y")
 
