@@ -13,10 +13,12 @@ import shutil
 import sys
 import tempfile
 import time
+from collections.abc import Callable
 
 sys.dont_write_bytecode = True  # nothing is left in the source folder
-from lab.machine import Lab, Template, changes, demand, snapshot
+from lab.machine import Lab, Template, changes, snapshot
 from lab.scenarios import SCENARIOS
+from lab.wine import WineMachine
 from lab import differences
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
@@ -41,29 +43,40 @@ def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
     key = SOURCE / "tests/keys/development.pem"
     logs = arguments.windows_build / "lab-logs"
     shutil.rmtree(logs, ignore_errors=True)
-    template = Template(folder / "template", arguments.windows_build, arguments.host_build, key)
+
+    def attempt(name: str, machine: WineMachine, work: Callable[[], None]) -> str:
+        """Why it failed, with the end of the machine's log; empty when it did not."""
+        failure = ""
+        try:
+            work()
+        except Exception as error:  # whatever it is, the other scenarios go on
+            failure = f"{type(error).__name__}: {error}"
+        finally:
+            machine.destroy()
+        failure = "\n".join(filter(None, (failure, *machine.crashes())))
+        if not failure:
+            return ""
+        logs.mkdir(exist_ok=True)
+        shutil.copyfile(machine.log.name, logs / f"{name}.log")
+        return f"{name}: {failure}\nThe end of its log, all of which is in {logs / name}.log:\n{machine.end_of_log()}"
+
+    template = Template(folder / "template")
     kvsim = arguments.host_build.resolve() / "bin/kvsim"
-    lab = Lab(folder / "control", template, kvsim)
-    control = control_changes(lab)
-    demand(template.crashes + lab.wine.crashes(), [], "crashes without any installation")
+    control: set[str] = set()
+    failure = attempt("template", template.wine, lambda: template.make(arguments.windows_build, arguments.host_build, key))
+    if not failure:
+        lab = Lab(folder / "control", template, kvsim)
+        failure = attempt("control", lab.wine, lambda: control.update(control_changes(lab)))
+    if failure:
+        print(failure, file=sys.stderr)
+        return 1
     listed: set[str] = set()
     failures = 0
 
     def play(name: str) -> tuple[str, float, str]:
         begin = time.monotonic()
         lab = Lab(folder / name, template, kvsim, control)
-        try:
-            SCENARIOS[name](lab)
-            failure = ""
-        except Exception as error:  # whatever it is, the other scenarios go on
-            failure = f"{type(error).__name__}: {error}"
-        finally:
-            lab.wine.destroy()
-        failure = "\n".join(filter(None, (failure, *lab.wine.crashes())))
-        if failure:
-            logs.mkdir(exist_ok=True)
-            shutil.copyfile(lab.wine.log.name, logs / f"{name}.log")
-            failure += f"\nThe end of its log, all of which is in {logs / name}.log:\n{lab.wine.end_of_log()}"
+        failure = attempt(name, lab.wine, lambda: SCENARIOS[name](lab))
         listed.update(lab.listed)
         return name, time.monotonic() - begin, failure
 
@@ -73,7 +86,7 @@ def run(arguments: argparse.Namespace, folder: pathlib.Path) -> int:
             if failure:
                 failures += 1
                 print(f"FAIL  {name}  after {seconds:.0f} s", flush=True)
-                print(f"{name}: {failure}", file=sys.stderr, flush=True)
+                print(failure, file=sys.stderr, flush=True)
             else:
                 print(f"ok  {name}  wine {seconds:.0f} s, simulator same machine", flush=True)
     if not template.nothing_written():

@@ -51,6 +51,15 @@ DWORD SetImagePath(SC_HANDLE service, const wchar_t* path) {
   return error;
 }
 
+bool IsMarkedForDeletion(const wchar_t* name) {
+  const SC_HANDLE service = Open(name, SERVICE_CHANGE_CONFIG);
+  const DWORD error = service == nullptr ? ERROR_SUCCESS : SetImagePath(service, nullptr);
+  // An entry that may not be written (see DenyWriting) does not tell, and counts as not marked.
+  Demand(error == ERROR_SUCCESS || error == ERROR_SERVICE_MARKED_FOR_DELETE || error == ERROR_ACCESS_DENIED,
+         "ChangeServiceConfig", error);
+  return error == ERROR_SERVICE_MARKED_FOR_DELETE;
+}
+
 // False when there is no such service (any more).
 bool QueryRemovalService(SERVICE_STATUS_PROCESS& status) {
   const SC_HANDLE service = Open(ServiceName, SERVICE_QUERY_STATUS);
@@ -104,12 +113,7 @@ void NameImageForWine(const wchar_t* driver) {
 void PrintMarkedForDeletion() {
   for (const wchar_t* const name :
        {L"kvlnk03", L"kvlnk04", L"kvvol02", L"kvaux02", L"kvenv01", L"kvenv01a", L"kvdel01"}) {
-    const SC_HANDLE service = Open(name, SERVICE_CHANGE_CONFIG);
-    const DWORD error = service == nullptr ? ERROR_SUCCESS : SetImagePath(service, nullptr);
-    if (error == ERROR_SERVICE_MARKED_FOR_DELETE) Say("marked", name);
-    // An entry that may not be written (see DenyWriting) does not tell, and counts as not marked.
-    Demand(error == ERROR_SUCCESS || error == ERROR_SERVICE_MARKED_FOR_DELETE || error == ERROR_ACCESS_DENIED,
-           "ChangeServiceConfig", error);
+    if (IsMarkedForDeletion(name)) Say("marked", name);
   }
 }
 
@@ -166,7 +170,9 @@ void PrintRemovalServiceState(bool atTheEnd) {
   SERVICE_STATUS_PROCESS status = {};
   while (QueryRemovalService(status)) {
     const bool hasRun = status.dwWin32ExitCode != ERROR_SERVICE_NEVER_STARTED;
-    if (!atTheEnd || (status.dwCurrentState == SERVICE_STOPPED && hasRun)) {
+    // One that has deleted itself goes a little after it has stopped.
+    if (!atTheEnd ||
+        (status.dwCurrentState == SERVICE_STOPPED && hasRun && !IsMarkedForDeletion(ServiceName))) {
       std::printf("state %lu exit code %lu\n", status.dwCurrentState, status.dwWin32ExitCode);
       return;
     }

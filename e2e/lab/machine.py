@@ -34,9 +34,14 @@ class Template:
     """A machine that is off, with what the lab needs and before anything is installed. Its copies share the files that
     nothing writes; nothing_written finds out whether that is so."""
 
-    def __init__(self, prefix: pathlib.Path, windows_build: pathlib.Path, host_build: pathlib.Path, key: pathlib.Path) -> None:
+    def __init__(self, prefix: pathlib.Path) -> None:
         self.prefix = prefix
-        machine = WineMachine(prefix)
+        self.wine = WineMachine(prefix)
+        self.hashes: dict[int, str] = {}  # of the shared files, by inode
+        self.snapshot: dict[str, str] = {}
+
+    def make(self, windows_build: pathlib.Path, host_build: pathlib.Path, key: pathlib.Path) -> None:
+        machine = self.wine
         machine.create()
         (machine.drive / "lab").mkdir()
         for name in ("kvlab.exe", "labhold.dll", "kvdel01.exe"):
@@ -56,12 +61,10 @@ class Template:
         for driver, code in DRIVERS.items():
             machine.set_value("Software\\KvLab\\" + driver, "StateCode", "DWORD", str(code))
         machine.turn_off()
-        self.crashes = machine.crashes()
-        self.hashes: dict[int, str] = {}  # of the shared files, by inode
-        for path in files(prefix):
+        for path in files(self.prefix):
             path.chmod(path.stat().st_mode & ~0o222)
             self.hashes[path.stat().st_ino] = hashlib.sha1(path.read_bytes()).hexdigest()
-        self.snapshot = snapshot(prefix, self.hashes)
+        self.snapshot = snapshot(self.prefix, self.hashes)
 
     def copy(self, prefix: pathlib.Path) -> None:
         """Only the registry and what Wine keeps beside it are files of their own."""

@@ -43,7 +43,7 @@ class WineMachine:
     def turn_on(self) -> None:
         """The first program that runs starts the machine. (Wine's own wineboot would start it twice: the deletions left to
         the restart would come while the drivers are loaded again.)"""
-        self._start_with("cmd", "/c", "exit")
+        self._start_with("C:\\windows\\system32\\cmd.exe", "/c", "exit")
 
     def _start_with(self, *command: str) -> None:
         # What the machine starts inherits the program's files, and keeps them open as long as it is on.
@@ -136,7 +136,7 @@ class WineMachine:
         self._registry_tool("export", key, "Z:" + str(target).replace("/", "\\"), "/y")
 
     def _registry_tool(self, verb: str, key: str, *options: str) -> None:
-        code, text = self.run("reg", verb, "HKLM\\" + key, *options)
+        code, text = self.run("C:\\windows\\system32\\reg.exe", verb, "HKLM\\" + key, *options)
         if code != 0:
             raise LabError(f"reg {verb} {key}: {text}")
 
