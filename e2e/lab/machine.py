@@ -57,7 +57,7 @@ class Template:
         machine.set_value(CURRENT + "\\Control", "ServicesPipeTimeout", "DWORD", str(PATIENCE * 1000))
         # Wine's host of drivers crashes now and then when it starts with a driver that has a device node: an address that
         # one of its threads is still to set, and another reads. Nothing here needs the two that have one.
-        machine.delete_key(CURRENT + "\\Enum\\ROOT\\WINE")
+        machine.delete_key(CURRENT + "\\Enum\\ROOT")
         for driver, code in DRIVERS.items():
             machine.set_value("Software\\KvLab\\" + driver, "StateCode", "DWORD", str(code))
         machine.turn_off()
