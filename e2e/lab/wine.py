@@ -114,7 +114,7 @@ class WineMachine:
                 names[int(started[2], 16)] = started[1]
             elif re.match(r"wine: (Unhandled|Unimplemented|Call from)", line):
                 found.append(line)
-            elif found and (debugged := re.search(r'cmdline L"winedbg --auto (\d+)', line)):
+            elif found and (debugged := re.search(r'InternalW .* L"winedbg --auto (\d+)', line)):
                 found[-1] += f" [{names.get(int(debugged[1]), 'a program that the lab started')}]"
         return found
 
