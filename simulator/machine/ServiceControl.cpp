@@ -78,8 +78,8 @@ std::uint32_t Services::Launch(std::u16string_view service, std::vector<std::u16
 std::uint32_t Services::LaunchProgram(ServiceRecord& record, std::vector<std::u16string> arguments) {
   const ServiceConfig config = m_database.Config(record.name);
   const std::u16string commandLine = ExpandVariables(config.imagePath);
-  const FoundProgram found =
-      FindProgramOf(m_machine, {m_machine.SystemDirectory()}, commandLine, {m_machine.SystemDirectory()});
+  const PathContext context = {m_machine.SystemDirectory(), m_database.HasWow64Mark(record.name)};
+  const FoundProgram found = FindProgramOf(m_machine, context, commandLine, {m_machine.SystemDirectory()});
   if (found.error != 0) {
     return found.error;
   }

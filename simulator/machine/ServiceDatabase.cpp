@@ -104,6 +104,14 @@ void ServiceDatabase::Remove(std::u16string_view service) {
   m_registry.DeleteTree(KeyPath(service));
 }
 
+bool ServiceDatabase::HasWow64Mark(std::u16string_view service) const {
+  return m_registry.GetNumber(KeyPath(service), u"WOW64") != 0;
+}
+
+void ServiceDatabase::SetWow64Mark(std::u16string_view service) {
+  m_registry.SetNumber(KeyPath(service), u"WOW64", 1);
+}
+
 bool ServiceDatabase::IsMarked(std::u16string_view service) const {
   return m_registry.GetNumber(KeyPath(service), u"DeleteFlag") != 0;
 }

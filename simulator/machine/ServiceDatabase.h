@@ -58,6 +58,11 @@ class ServiceDatabase {
   /// Deletes the service's key with everything below it.
   void Remove(std::u16string_view service);
 
+  /// Whether the entry has the mark "WOW64" of a 32-bit process on 64-bit Windows that made it: its program is
+  /// looked for where such a process would find it.
+  bool HasWow64Mark(std::u16string_view service) const;
+  void SetWow64Mark(std::u16string_view service);
+
   bool IsMarked(std::u16string_view service) const;
   /// Marks the service for deletion and disables it.
   void Mark(std::u16string_view service);

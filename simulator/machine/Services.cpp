@@ -262,7 +262,7 @@ std::uint32_t Services::Create(std::u16string_view service, const Change& entry,
   }
   m_database.Write(service, config);
   if (wow64) {
-    m_machine.registry.SetNumber(ServiceDatabase::KeyPath(service), u"WOW64", 1);
+    m_database.SetWow64Mark(service);
   }
   tag = config.tag;
   result = NewHandle(Record(service), ResolveGeneric(access, 0x2008D, 0x20002, 0x20170, SERVICE_ALL_ACCESS));

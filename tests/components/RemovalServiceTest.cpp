@@ -9,6 +9,7 @@
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"
 #include "support/Throws.h"
+#include "system/Wow64FsRedirection.h"
 
 using namespace DriverManagement;
 using Gen4::WinNT::kvdel01::Manager;
@@ -74,6 +75,15 @@ TEST_CASE("the installed component has its executable, entry and log source, and
               entry + " : ObjectName = 1:LocalSystem", entry + " : Start = 4: 2 0 0 0",
               entry + " : Type = 4: 16 0 0 0"});
   CHECK(session.machine.files.Read(u"C:\\Windows\\system32\\kvdel01.exe") == container->body);
+}
+
+TEST_CASE("what a 32-bit program installs starts from the real system directory") {
+  ServiceSession session(winsim::Settings::Windows10Wow64());
+  {
+    const LCommon::System::Wow64FsRedirectionDisabler realDirectories;
+    CHECK(Manager(LMakeRef<TestContainer>()).Install(0) == BaseObject::installDone);
+  }
+  CHECK(session.machine.services.Launch(u"kvdel01") == 0);
 }
 
 TEST_CASE("the installed program is asked by its exit code, of which only 0 means expired") {
