@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "api/Call.h"
 #include "machine/CodePages.h"
 
@@ -45,23 +47,6 @@ bool AreArgumentsValid(const Source* source, int sourceLength, const Target* tar
   return source != nullptr && sourceLength != 0 && targetLength >= 0 &&
          (target != nullptr || targetLength == 0) &&
          static_cast<const void*>(source) != static_cast<const void*>(target);
-}
-
-/// Writes as much as there is room for; the result counts, or the error is 122.
-template <class Text, class Target>
-int Give(const Text& text, Target* target, int targetLength, DWORD& error) {
-  const auto length = static_cast<int>(text.size());
-  if (targetLength == 0) {
-    return length;
-  }
-  for (int i = 0; i < length && i < targetLength; ++i) {
-    target[i] = static_cast<Target>(text[static_cast<std::size_t>(i)]);
-  }
-  if (length > targetLength) {
-    error = ERROR_INSUFFICIENT_BUFFER;
-    return 0;
-  }
-  return length;
 }
 
 }  // namespace
@@ -115,40 +100,56 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCCH source, int sou
           error = ERROR_NO_UNICODE_TRANSLATION;
           return 0;
         }
-        return Give(text, target, targetLength, error);
+        const auto length = static_cast<int>(text.size());
+        for (int i = 0; i < std::min(length, targetLength); ++i) {
+          target[i] = static_cast<wchar_t>(text[static_cast<std::size_t>(i)]);
+        }
+        if (targetLength != 0 && length > targetLength) {
+          error = ERROR_INSUFFICIENT_BUFFER;
+          return 0;
+        }
+        return length;
       });
 }
 
 int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWCH source, int sourceLength, LPSTR target,
                                int targetLength, LPCCH defaultCharacter, LPBOOL usedDefault) {
-  return ValueCall("WideCharToMultiByte", {codePage, flags, sourceLength, targetLength}, 0,
-                   [&](Thread& thread, DWORD& error) {
-                     const CodePage* const page = FindPage(thread, codePage);
-                     const bool toUtf8 = page != nullptr && page->Number() == CP_UTF8;
-                     if (page == nullptr || !AreArgumentsValid(source, sourceLength, target, targetLength) ||
-                         (toUtf8 && (defaultCharacter != nullptr || usedDefault != nullptr))) {
-                       error = ERROR_INVALID_PARAMETER;
-                       return 0;
-                     }
-                     if ((flags & ~(toUtf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS)) != 0) {
-                       error = ERROR_INVALID_FLAGS;
-                       return 0;
-                     }
-                     std::string substitute = "?";
-                     if (defaultCharacter != nullptr) {
-                       const bool twoBytes = page->IsLeadByte(static_cast<BYTE>(defaultCharacter[0]));
-                       substitute.assign(defaultCharacter, twoBytes ? 2 : 1);
-                     }
-                     bool substituted = false;
-                     const std::string text = page->Encode(
-                         FromWide(source, SourceLength(source, sourceLength)), substitute, &substituted);
-                     if (substituted && (flags & WC_ERR_INVALID_CHARS) != 0) {
-                       error = ERROR_NO_UNICODE_TRANSLATION;
-                       return 0;
-                     }
-                     if (usedDefault != nullptr) {
-                       *usedDefault = substituted ? TRUE : FALSE;
-                     }
-                     return Give(text, target, targetLength, error);
-                   });
+  return ValueCall(
+      "WideCharToMultiByte", {codePage, flags, sourceLength, targetLength}, 0,
+      [&](Thread& thread, DWORD& error) {
+        const CodePage* const page = FindPage(thread, codePage);
+        const bool toUtf8 = page != nullptr && page->Number() == CP_UTF8;
+        const bool asksForDefault = defaultCharacter != nullptr || usedDefault != nullptr;
+        if (page == nullptr || !AreArgumentsValid(source, sourceLength, target, targetLength) ||
+            (toUtf8 && asksForDefault && !thread.GetMachine().settings.version.IsAtLeast1709())) {
+          error = ERROR_INVALID_PARAMETER;
+          return 0;
+        }
+        if ((flags & ~(toUtf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS)) != 0) {
+          error = ERROR_INVALID_FLAGS;
+          return 0;
+        }
+        std::string substitute = "?";
+        if (defaultCharacter != nullptr) {
+          const bool twoBytes = page->IsLeadByte(static_cast<BYTE>(defaultCharacter[0]));
+          substitute.assign(defaultCharacter, twoBytes ? 2 : 1);
+        }
+        const std::u16string text = FromWide(source, SourceLength(source, sourceLength));
+        bool substituted = false;
+        std::string bytes = page->Encode(text, substitute, &substituted);
+        if (substituted && (flags & WC_ERR_INVALID_CHARS) != 0) {
+          error = ERROR_NO_UNICODE_TRANSLATION;
+          return 0;
+        }
+        const bool fits = targetLength == 0 || bytes.size() <= static_cast<std::size_t>(targetLength);
+        if (!fits) {
+          bytes = page->Encode(text, substitute, &substituted, static_cast<std::size_t>(targetLength));
+          error = ERROR_INSUFFICIENT_BUFFER;
+        }
+        if (usedDefault != nullptr) {
+          *usedDefault = substituted ? TRUE : FALSE;
+        }
+        std::copy_n(bytes.begin(), targetLength == 0 ? 0 : bytes.size(), target);
+        return fits ? static_cast<int>(bytes.size()) : 0;
+      });
 }

@@ -131,7 +131,9 @@ BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, 
     if (overlapped != nullptr) {
       position = overlapped->Offset | static_cast<std::uint64_t>(overlapped->OffsetHigh) << 32;
     }
-    file->Write(data, size, overlapped == nullptr ? nullptr : &position);
+    if (!file->Write(data, size, overlapped == nullptr ? nullptr : &position)) {
+      return ERROR_DISK_FULL;
+    }
     if (written != nullptr) {
       *written = size;
     }

@@ -13,14 +13,24 @@ namespace {
 DWORD FindVolumeRoot(Thread& thread, const std::u16string& name, std::u16string& root) {
   const PathContext context = PathContext::Of(thread);
   root = RootOfPath(FullPath(name, context.currentDirectory));
-  const Location location = thread.GetMachine().files.Resolve(context, root);
-  if (root.empty()) {
+  const auto names = SplitAtBackslashes(root);
+  const bool isDevice = root.starts_with(u"\\\\?\\") || root.starts_with(u"\\\\.\\");
+  const bool isShare = root.starts_with(u"\\\\") && !isDevice;
+  if (root.empty() || (isShare && !IsValidFileName(names[3]))) {
     return ERROR_INVALID_NAME;
   }
-  const bool isUnknown = location.error == ERROR_PATH_NOT_FOUND || location.error == ERROR_FILE_NOT_FOUND;
-  return isUnknown                           ? ERROR_FILE_NOT_FOUND
-         : location.error == ERROR_NOT_READY ? ERROR_SUCCESS
-                                             : location.error;
+  if (!isDevice && !isShare && thread.GetMachine().settings.version.major >= 6) {
+    root[0] = FoldCase(root[0]);
+  }
+  switch (const std::uint32_t error = thread.GetMachine().files.Resolve(context, root).error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+      return isDevice && !IsDrive(names[3]) ? ERROR_INVALID_NAME : ERROR_FILE_NOT_FOUND;
+    case ERROR_NOT_READY:
+      return ERROR_SUCCESS;
+    default:
+      return error;
+  }
 }
 
 }  // namespace
@@ -51,6 +61,9 @@ BOOL WINAPI GetVolumePathNameW(LPCWSTR name, LPWSTR buffer, DWORD room) {
     std::u16string root;
     if (const DWORD error = FindVolumeRoot(thread, FromWide(name), root); error != 0) {
       return error;
+    }
+    if (room == root.size()) {
+      root.pop_back();  // the backslash is left out before the call fails
     }
     if (room <= root.size()) {
       return ERROR_FILENAME_EXCED_RANGE;

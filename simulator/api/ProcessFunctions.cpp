@@ -16,7 +16,14 @@ struct StartRequest {
   std::optional<std::u16string> commandLine;
   std::optional<std::u16string> directory;
   bool hasEnvironment;
+  /// An extended start-up record is announced, and this one has another size. Otherwise nobody asks its size.
+  bool hasWrongRecord;
 };
+
+/// Both records have the same size.
+bool IsWrongRecord(DWORD flags, DWORD size) {
+  return (flags & EXTENDED_STARTUPINFO_PRESENT) != 0 && size != sizeof(STARTUPINFOEXW);
+}
 
 FoundProgram Find(Thread& thread, const StartRequest& request) {
   Machine& machine = thread.GetMachine();
@@ -37,7 +44,7 @@ std::u16string StartDirectory(Thread& thread, const StartRequest& request) {
 }
 
 DWORD Start(Thread& thread, const StartRequest& request, PROCESS_INFORMATION* information) {
-  if (!request.application.has_value() && !request.commandLine.has_value()) {
+  if ((!request.application.has_value() && !request.commandLine.has_value()) || request.hasWrongRecord) {
     return ERROR_INVALID_PARAMETER;
   }
   if (request.hasEnvironment) {
@@ -70,30 +77,33 @@ DWORD Start(Thread& thread, const StartRequest& request, PROCESS_INFORMATION* in
 
 BOOL WINAPI CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES,
                            LPSECURITY_ATTRIBUTES, BOOL inheritHandles, DWORD flags, LPVOID environment,
-                           LPCSTR directory, LPSTARTUPINFOA, LPPROCESS_INFORMATION information) {
-  return BoolCall(
-      "CreateProcessA", {application, commandLine, inheritHandles, flags, directory}, [&](Thread& thread) {
-        const auto convert = [&](const char* text) {
-          return text == nullptr ? std::nullopt : std::optional(FromAnsi(thread.GetMachine(), text));
-        };
-        return Start(thread,
-                     {convert(application), convert(commandLine), convert(directory), environment != nullptr},
-                     information);
-      });
+                           LPCSTR directory, LPSTARTUPINFOA startup, LPPROCESS_INFORMATION information) {
+  return BoolCall("CreateProcessA", {application, commandLine, inheritHandles, flags, directory, startup->cb},
+                  [&](Thread& thread) {
+                    const auto convert = [&](const char* text) {
+                      return text == nullptr ? std::nullopt
+                                             : std::optional(FromAnsi(thread.GetMachine(), text));
+                    };
+                    return Start(thread,
+                                 {convert(application), convert(commandLine), convert(directory),
+                                  environment != nullptr, IsWrongRecord(flags, startup->cb)},
+                                 information);
+                  });
 }
 
 BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES,
                            LPSECURITY_ATTRIBUTES, BOOL inheritHandles, DWORD flags, LPVOID environment,
-                           LPCWSTR directory, LPSTARTUPINFOW, LPPROCESS_INFORMATION information) {
-  return BoolCall(
-      "CreateProcessW", {application, commandLine, inheritHandles, flags, directory}, [&](Thread& thread) {
-        const auto convert = [](const wchar_t* text) {
-          return text == nullptr ? std::nullopt : std::optional(FromWide(text));
-        };
-        return Start(thread,
-                     {convert(application), convert(commandLine), convert(directory), environment != nullptr},
-                     information);
-      });
+                           LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information) {
+  return BoolCall("CreateProcessW", {application, commandLine, inheritHandles, flags, directory, startup->cb},
+                  [&](Thread& thread) {
+                    const auto convert = [](const wchar_t* text) {
+                      return text == nullptr ? std::nullopt : std::optional(FromWide(text));
+                    };
+                    return Start(thread,
+                                 {convert(application), convert(commandLine), convert(directory),
+                                  environment != nullptr, IsWrongRecord(flags, startup->cb)},
+                                 information);
+                  });
 }
 
 BOOL WINAPI GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {

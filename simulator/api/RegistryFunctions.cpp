@@ -117,14 +117,17 @@ DWORD FindValue(Thread& thread, HKEY key, std::u16string_view name, const DWORD*
   return ERROR_SUCCESS;
 }
 
-/// Hands a value's data out; a text that has no terminator gets one of `terminatorSize` bytes when there is
-/// room, unless it has no data at all.
-DWORD GiveData(const void* bytes, std::size_t length, DWORD type, std::size_t terminatorSize, BYTE* data,
-               DWORD* size) {
+/// Hands a value's type and data out, the room being read first; a text that has no terminator gets one of
+/// `terminatorSize` bytes when there is room, unless it has no data at all.
+DWORD GiveData(const void* bytes, std::size_t length, DWORD type, std::size_t terminatorSize,
+               DWORD* typeResult, BYTE* data, DWORD* size) {
+  const DWORD room = size == nullptr ? 0 : *size;
+  if (typeResult != nullptr) {
+    *typeResult = type;
+  }
   if (size == nullptr) {
     return ERROR_SUCCESS;
   }
-  const DWORD room = *size;
   *size = static_cast<DWORD>(length);
   if (data == nullptr) {
     return ERROR_SUCCESS;
@@ -167,8 +170,13 @@ LSTATUS WINAPI RegOpenKeyExA(HKEY key, LPCSTR name, DWORD, REGSAM access, PHKEY 
 }
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR name, DWORD, REGSAM access, PHKEY result) {
-  return StatusCall("RegOpenKeyExW", {Argument::Handle(key), name, access},
-                    [&](Thread& thread) { return OpenKey(thread, key, FromWide(name), access, result); });
+  return StatusCall("RegOpenKeyExW", {Argument::Handle(key), name, access}, [&](Thread& thread) {
+    const DWORD error = OpenKey(thread, key, FromWide(name), access, result);
+    if (error == ERROR_INVALID_HANDLE) {
+      *result = nullptr;  // which the A function leaves alone
+    }
+    return error;
+  });
 }
 
 LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR name, DWORD reserved, LPWSTR, DWORD, REGSAM access,
@@ -176,10 +184,10 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR name, DWORD reserved, LPWSTR, D
   return StatusCall("RegCreateKeyExW", {Argument::Handle(key), name, access}, [&](Thread& thread) -> DWORD {
     static constexpr DWORD createdNewKey = 1;
     static constexpr DWORD openedExistingKey = 2;
-    if (name == nullptr) {
+    if (name == nullptr || result == nullptr) {
       return ERROR_BADKEY;
     }
-    if (reserved != 0 || result == nullptr) {
+    if (reserved != 0) {
       return ERROR_INVALID_PARAMETER;
     }
     const KeyReference from(thread, key);
@@ -283,18 +291,15 @@ LSTATUS WINAPI RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD
       }
       return error;
     }
-    if (type != nullptr) {
-      *type = value->type;
-    }
     if (!IsText(value->type)) {
-      return GiveData(value->data.data(), value->data.size(), value->type, 1, data, size);
+      return GiveData(value->data.data(), value->data.size(), value->type, 1, type, data, size);
     }
     std::u16string text;
     for (std::size_t i = 0; i + 1 < value->data.size(); i += 2) {
       text.push_back(static_cast<char16_t>(value->data[i] | (value->data[i + 1] << 8)));
     }
     const std::string narrow = ToAnsi(machine, text);
-    return GiveData(narrow.data(), narrow.size(), value->type, 1, data, size);
+    return GiveData(narrow.data(), narrow.size(), value->type, 1, type, data, size);
   });
 }
 
@@ -308,10 +313,7 @@ LSTATUS WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWOR
       }
       return error;
     }
-    if (type != nullptr) {
-      *type = value->type;
-    }
-    return GiveData(value->data.data(), value->data.size(), value->type, 2, data, size);
+    return GiveData(value->data.data(), value->data.size(), value->type, 2, type, data, size);
   });
 }
 

@@ -87,7 +87,11 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access)
           error = EqualsIgnoringCase(FromWide(database), u"ServicesFailed") ? ERROR_DATABASE_DOES_NOT_EXIST
                                                                             : ERROR_INVALID_NAME;
         }
-        return error != 0 ? nullptr : thread.process->handles.Add<SC_HANDLE>(std::move(manager));
+        if (error != 0) {
+          return nullptr;
+        }
+        thread.lastError = ERROR_SUCCESS;
+        return thread.process->handles.Add<SC_HANDLE>(std::move(manager));
       });
 }
 
@@ -232,11 +236,12 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW result
 BOOL WINAPI QueryServiceStatus(SC_HANDLE handle, LPSERVICE_STATUS status) {
   return ServiceCall("QueryServiceStatus", {Argument::Handle(handle)}, [&](Thread& thread) -> DWORD {
     ServicePointer service;
-    if (const DWORD error = FindService(thread, handle, SERVICE_QUERY_STATUS, service); error != 0) {
-      return error;
+    const DWORD error = FindService(thread, handle, SERVICE_QUERY_STATUS, service);
+    if (service != nullptr && status == nullptr) {
+      return ERROR_INVALID_ADDRESS;  // looked at before the right
     }
-    if (status == nullptr) {
-      return ERROR_INVALID_ADDRESS;
+    if (error != 0) {
+      return error;
     }
     *status = ToWindows(thread.GetMachine().services.Status(service->Record()));
     return ERROR_SUCCESS;

@@ -170,6 +170,10 @@ BOOL WINAPI SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DE
 
 BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set) {
   return BoolCall("SetupDiDestroyDeviceInfoList", {Argument::Handle(set)}, [&](Thread& thread) -> DWORD {
-    return thread.process->handles.Close<DeviceSetObject>(set) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+    if (!thread.process->handles.Close<DeviceSetObject>(set)) {
+      return ERROR_INVALID_HANDLE;
+    }
+    thread.lastError = ERROR_SUCCESS;
+    return ERROR_SUCCESS;
   });
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <optional>
 #include <set>
+#include <span>
 
 #include "api/Call.h"
 #include "api/PseudoHandles.h"
@@ -41,15 +42,11 @@ HANDLE MakeMutex(Thread& thread, const SECURITY_ATTRIBUTES* attributes, BOOL ini
   return thread.process->handles.Add<HANDLE>(mutex);
 }
 
-DWORD Wait(Thread& thread, DWORD count, const HANDLE* handles, bool all, DWORD timeout, bool alertable,
-           DWORD& error) {
-  std::vector<std::shared_ptr<Waitable>> objects;
-  for (DWORD i = 0; i < count; ++i) {
-    objects.push_back(FindObject<Waitable>(thread, handles[i]));
-    if (objects.back() == nullptr) {
-      error = ERROR_INVALID_HANDLE;
-      return WAIT_FAILED;
-    }
+DWORD Wait(Thread& thread, const std::vector<std::shared_ptr<Waitable>>& objects, bool all, DWORD timeout,
+           bool alertable, DWORD& error) {
+  if (std::find(objects.begin(), objects.end(), nullptr) != objects.end()) {
+    error = ERROR_INVALID_HANDLE;
+    return WAIT_FAILED;
   }
   if (all && std::set(objects.begin(), objects.end()).size() != objects.size()) {
     error = ERROR_INVALID_PARAMETER;
@@ -88,9 +85,11 @@ BOOL WINAPI ReleaseMutex(HANDLE mutex) {
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE object, DWORD timeout) {
-  return ValueCall<DWORD>(
-      "WaitForSingleObject", {Argument::Handle(object), timeout}, WAIT_FAILED,
-      [&](Thread& thread, DWORD& error) { return Wait(thread, 1, &object, false, timeout, false, error); });
+  return ValueCall<DWORD>("WaitForSingleObject", {Argument::Handle(object), timeout}, WAIT_FAILED,
+                          [&](Thread& thread, DWORD& error) {
+                            return Wait(thread, {FindObject<Waitable>(thread, object)}, false, timeout, false,
+                                        error);
+                          });
 }
 
 DWORD WINAPI WaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, BOOL waitAll, DWORD timeout,
@@ -101,8 +100,12 @@ DWORD WINAPI WaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, BOOL w
                               error = ERROR_INVALID_PARAMETER;
                               return WAIT_FAILED;
                             }
-                            return Wait(thread, count, objects, waitAll != FALSE, timeout, alertable != FALSE,
-                                        error);
+                            // The constant for the process itself is none of the handles that this one takes.
+                            std::vector<std::shared_ptr<Waitable>> found;
+                            for (const HANDLE object : std::span(objects, count)) {
+                              found.push_back(thread.process->handles.Find<Waitable>(object));
+                            }
+                            return Wait(thread, found, waitAll != FALSE, timeout, alertable != FALSE, error);
                           });
 }
 

@@ -14,6 +14,7 @@
 #define WAIT_TIMEOUT 258u
 #define WAIT_FAILED 0xFFFFFFFFu
 
+#define EXTENDED_STARTUPINFO_PRESENT 0x00080000u
 #define CREATE_NEW 1u
 #define CREATE_ALWAYS 2u
 #define OPEN_EXISTING 3u
@@ -150,6 +151,12 @@ struct STARTUPINFOW {
   HANDLE hStdError;
 };
 using LPSTARTUPINFOW = STARTUPINFOW*;
+
+/// Of the record that EXTENDED_STARTUPINFO_PRESENT announces only the size is of interest.
+struct STARTUPINFOEXW {
+  STARTUPINFOW StartupInfo;
+  LPVOID lpAttributeList;
+};
 
 struct PROCESS_INFORMATION {
   HANDLE hProcess;

@@ -57,6 +57,11 @@ bool IsSurrogate(char16_t unit) {
   return unit >= 0xD800 && unit < 0xE000;
 }
 
+bool IsPair(std::u16string_view text) {
+  return text.size() == 2 && IsSurrogate(text[0]) && text[0] < 0xDC00 && IsSurrogate(text[1]) &&
+         text[1] >= 0xDC00;
+}
+
 }  // namespace
 
 /// Every page that was asked for so far.
@@ -162,29 +167,30 @@ std::u16string CodePage::Decode(std::string_view bytes, bool* malformed) const {
   return result;
 }
 
-std::string CodePage::Encode(std::u16string_view text, std::string_view substitute, bool* substituted) const {
+std::string CodePage::BytesOfUnit(char16_t unit) const {
+  if (unit < 0x80) {
+    return {static_cast<char>(unit)};
+  }
+  const auto found = m_fromUnits.find(unit);
+  return found == m_fromUnits.end() ? std::string() : BytesOf(found->second);
+}
+
+std::string CodePage::Encode(std::u16string_view text, std::string_view substitute, bool* substituted,
+                             std::size_t room) const {
   bool anySubstituted = false;
   std::string result;
-  if (IsUtf8()) {
-    result = ToUtf8(text);
-    if (std::any_of(text.begin(), text.end(), IsSurrogate)) {
-      anySubstituted = FromUtf8(result) != text;
+  for (std::size_t i = 0, length = 1; i < text.size(); i += length) {
+    length = IsUtf8() && IsPair(text.substr(i, 2)) ? 2 : 1;
+    std::string bytes = IsUtf8() ? ToUtf8(text.substr(i, length)) : BytesOfUnit(text[i]);
+    const bool isLacking = bytes.empty() || (IsUtf8() && length == 1 && IsSurrogate(text[i]));
+    if (bytes.empty()) {
+      bytes = substitute;
     }
-  } else {
-    result.reserve(text.size() * m_maximalSize);
-    for (const char16_t unit : text) {
-      if (unit < 0x80) {
-        result += static_cast<char>(unit);
-        continue;
-      }
-      const auto found = m_fromUnits.find(unit);
-      if (found == m_fromUnits.end()) {
-        anySubstituted = true;
-        result += substitute;
-      } else {
-        result += BytesOf(found->second);
-      }
+    if (bytes.size() > room - result.size()) {
+      break;
     }
+    result += bytes;
+    anySubstituted |= isLacking;
   }
   if (substituted != nullptr) {
     *substituted = anySubstituted;

@@ -31,14 +31,16 @@ class CodePage {
   /// them.
   std::u16string Decode(std::string_view bytes, bool* malformed = nullptr) const;
   /// What the page lacks becomes `substitute`; `substituted` tells of it. In UTF-8 unpaired surrogates become
-  /// U+FFFD instead.
-  std::string Encode(std::u16string_view text, std::string_view substitute = "?",
-                     bool* substituted = nullptr) const;
+  /// U+FFFD instead. Ends in front of the first character that `room` bytes have no room for.
+  std::string Encode(std::u16string_view text, std::string_view substitute = "?", bool* substituted = nullptr,
+                     std::size_t room = std::string::npos) const;
 
  private:
   CodePage(std::uint32_t number, unsigned int maximalSize, std::vector<std::uint8_t> leadByteRanges);
   friend struct CodePageList;
   void ReadTables();
+  /// Empty for a unit that the page lacks.
+  std::string BytesOfUnit(char16_t unit) const;
   bool IsUtf8() const { return m_number == Utf8; }
 
   std::uint32_t m_number;

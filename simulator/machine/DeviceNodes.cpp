@@ -72,14 +72,14 @@ std::vector<std::u16string> DeviceNodes::Instances(const std::optional<Guid>& cl
   if (root == nullptr) {
     return instances;
   }
+  const std::u16string above = std::u16string(enumerator) + (enumerator.empty() ? u"" : u"\\");
   for (const auto& [enumeratorName, enumeratorKey] : root->Children()) {
-    if (!enumerator.empty() && !EqualsIgnoringCase(enumerator, enumeratorName)) {
-      continue;
-    }
     for (const auto& [deviceName, deviceKey] : enumeratorKey->Children()) {
       for (const auto& [instanceName, instanceKey] : deviceKey->Children()) {
-        if (!classGuid.has_value() || Guid::Parse(TextOf(*instanceKey, u"ClassGUID")) == classGuid) {
-          instances.push_back(Join(Join(enumeratorName, deviceName), instanceName));
+        std::u16string path = Join(Join(enumeratorName, deviceName), instanceName);
+        if (EqualsIgnoringCase(path.substr(0, above.size()), above) &&
+            (!classGuid.has_value() || Guid::Parse(TextOf(*instanceKey, u"ClassGUID")) == classGuid)) {
+          instances.push_back(std::move(path));
         }
       }
     }

@@ -33,7 +33,7 @@ class DeviceNodes {
   /// Identifiers of the classes of that name, in the order of the class keys.
   std::vector<Guid> ClassesNamed(std::u16string_view className);
   /// Instance paths ("ROOT\LEGACY_X\0000") in the order of names: those of `classGuid`, or all, below
-  /// `enumerator`, or below all when that is empty.
+  /// `enumerator` ("ROOT", "ROOT\LEGACY_X"), or below all when that is empty.
   std::vector<std::u16string> Instances(const std::optional<Guid>& classGuid,
                                         std::u16string_view enumerator = {});
   /// The class of an instance; none when the instance or its class is missing.

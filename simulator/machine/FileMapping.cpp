@@ -69,7 +69,9 @@ std::uint32_t FileMapping::Create(Machine& machine, const FileObject* file, std:
       return InvalidParameter;
     }
     node = std::make_shared<FileNode>(u"", 0, FileTimes());
-    node->WritableContents().resize(size);
+    if (!node->Extend(size)) {
+      return NotEnoughMemory;
+    }
   } else {
     node = file->Node();
     const FileAccess& access = file->Access();
@@ -81,10 +83,9 @@ std::uint32_t FileMapping::Create(Machine& machine, const FileObject* file, std:
       return FileInvalid;
     }
     if (size > node->Size()) {
-      if (!found->write) {
+      if (!found->write || !node->Extend(size)) {
         return NotEnoughMemory;
       }
-      node->WritableContents().resize(size);
       node->times.lastWrite = machine.clock.Now();
     }
     size = size == 0 ? node->Size() : size;

@@ -1,5 +1,6 @@
 #include "machine/FileNode.h"
 
+#include <algorithm>
 #include <fstream>
 #include <stdexcept>
 
@@ -49,6 +50,14 @@ Bytes& FileNode::WritableContents() {
   Contents();
   m_hostPath.clear();
   return m_contents;
+}
+
+bool FileNode::Extend(std::uint64_t size) {
+  if (size > std::max(Size(), MostBytes)) {
+    return false;
+  }
+  WritableContents().resize(std::max(Size(), size));
+  return true;
 }
 
 void FileNode::SetHostFile(std::string hostPath, std::uint64_t size) {

@@ -31,6 +31,8 @@ class FileNode {
   static constexpr std::uint32_t Directory = 0x10;
   static constexpr std::uint32_t Archive = 0x20;
   static constexpr std::uint32_t Normal = 0x80;
+  /// The most bytes that a file, or memory that is mapped, can have beside those of the host.
+  static constexpr std::uint64_t MostBytes = std::uint64_t{1} << 32;
 
   FileNode(std::u16string nodeName, std::uint32_t nodeAttributes, const FileTimes& nodeTimes)
       : name(std::move(nodeName)), attributes(nodeAttributes), times(nodeTimes) {}
@@ -69,6 +71,9 @@ class FileNode {
   const Bytes& Contents();
   /// The same, to be changed: the host's file is no longer what they are.
   Bytes& WritableContents();
+  /// Makes the contents as long at least, with zeros behind them; false when the machine has no room for
+  /// that.
+  bool Extend(std::uint64_t size);
   /// The contents are those of a file of the host, which is read when they are first needed.
   void SetHostFile(std::string hostPath, std::uint64_t size);
   /// The host's file that the contents are still those of; empty when they are the machine's own.

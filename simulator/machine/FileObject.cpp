@@ -64,16 +64,18 @@ bool FileObject::Allows(const FileAccess& access, std::uint32_t share) const {
   return Covers(m_share, access) && Covers(share, m_access);
 }
 
-void FileObject::Write(const void* data, std::uint32_t size, const std::uint64_t* position) {
+bool FileObject::Write(const void* data, std::uint32_t size, const std::uint64_t* position) {
   const std::uint64_t start = position == nullptr ? m_pointer : *position;
   if (size != 0) {
-    Bytes& contents = m_node->WritableContents();
-    contents.resize(std::max<std::uint64_t>(contents.size(), start + size));
-    std::memcpy(contents.data() + start, data, size);
+    if (start + size < start || !m_node->Extend(start + size)) {
+      return false;
+    }
+    std::memcpy(m_node->WritableContents().data() + start, data, size);
     m_node->times.lastWrite = m_machine.clock.Now();
     m_node->attributes |= FileNode::Archive;
   }
   m_pointer = start + size;
+  return true;
 }
 
 }  // namespace winsim

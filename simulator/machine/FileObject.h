@@ -47,7 +47,8 @@ class FileObject : public KernelObject {
   bool Allows(const FileAccess& access, std::uint32_t share) const;
 
   /// Writes at `position`, or at the file pointer when it is null, which then moves on; zeros fill a gap.
-  void Write(const void* data, std::uint32_t size, const std::uint64_t* position);
+  /// False when the machine has no room for so long a file.
+  bool Write(const void* data, std::uint32_t size, const std::uint64_t* position);
 
  private:
   Machine& m_machine;

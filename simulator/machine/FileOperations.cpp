@@ -82,16 +82,14 @@ std::uint32_t FileSystem::OpenExisting(const Location& location, const OpenReque
   if (node.deletePending) {
     return AccessDenied;
   }
+  if (node.IsFolder() && (request.flagsAndAttributes & BackupSemantics) == 0) {
+    return location.trailingBackslash ? PathNotFound : AccessDenied;
+  }
   if (request.disposition == CreateNewDisposition) {
     return FileExists;
   }
-  if (node.IsFolder()) {
-    if ((request.flagsAndAttributes & BackupSemantics) == 0) {
-      return location.trailingBackslash ? PathNotFound : AccessDenied;
-    }
-    if (empties) {
-      return AccessDenied;
-    }
+  if (node.IsFolder() && empties) {
+    return AccessDenied;
   }
   if (IsDenied(node)) {
     return AccessDenied;
@@ -234,7 +232,7 @@ std::uint32_t FileSystem::Rename(const Location& from, const Location& to, bool 
     if (!replace) {
       return AlreadyExists;
     }
-    if (node.IsFolder() || !to.node->opens.empty() || DeletionError(*to.node) != 0) {
+    if (!to.node->opens.empty() || DeletionError(*to.node) != 0) {
       return AccessDenied;
     }
     Unlink(*to.node);
@@ -253,12 +251,9 @@ std::uint32_t FileSystem::FindFirst(const PathContext& context, std::u16string_v
   }
   const std::size_t backslash = path.rfind(u'\\');
   std::u16string folderPath = path.substr(0, backslash);
-  std::u16string names = path.substr(backslash + 1);
+  const std::u16string names = path.substr(backslash + 1);
   if (folderPath.size() <= 4) {
     return FileNotFound;
-  }
-  if (names == u"*" && pattern.ends_with(u"*.")) {
-    names += u'.';
   }
   // Redirection looks at the folder that is opened, not at the name searched there.
   const Location location = ResolveNtPath(context.redirected ? Redirect(std::move(folderPath)) : folderPath);
@@ -271,6 +266,11 @@ std::uint32_t FileSystem::FindFirst(const PathContext& context, std::u16string_v
   if (IsDenied(*location.node)) {
     return AccessDenied;
   }
+  if (const std::u16string_view device = DosDeviceName(pattern); !device.empty()) {
+    name = device;
+    result = std::make_shared<FileNode>(name, FileNode::Archive, FileTimes());
+    return 0;
+  }
   if (names.empty()) {
     return FileNotFound;
   }
@@ -280,13 +280,14 @@ std::uint32_t FileSystem::FindFirst(const PathContext& context, std::u16string_v
   if (std::any_of(names.begin(), names.end(), isInvalid)) {
     return InvalidName;
   }
-  if (location.node->parent != nullptr && MatchesPattern(u".", names)) {
+  const std::u16string searched = SearchPattern(names, pattern.ends_with(u'.'));
+  if (location.node->parent != nullptr && MatchesPattern(u".", searched)) {
     result = location.node;
     name = u".";
     return 0;
   }
   for (const auto& [childName, child] : location.node->children) {
-    if (MatchesPattern(childName, names)) {
+    if (MatchesPattern(childName, searched)) {
       result = child;
       name = childName;
       return 0;

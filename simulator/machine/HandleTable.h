@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "machine/Object.h"
@@ -23,7 +24,7 @@ class HandleTable {
   /// The object behind `handle` when it is one of kind T, else null.
   template <class T>
   std::shared_ptr<T> Find(const void* handle) const {
-    const auto found = m_objects.find(reinterpret_cast<std::uintptr_t>(handle));
+    const auto found = m_objects.find(NumberOf<T>(handle));
     return found == m_objects.end() ? nullptr : std::dynamic_pointer_cast<T>(found->second);
   }
 
@@ -34,7 +35,7 @@ class HandleTable {
       return false;
     }
     // Taken out first: the object's end may look at this table.
-    auto node = m_objects.extract(reinterpret_cast<std::uintptr_t>(handle));
+    auto node = m_objects.extract(NumberOf<T>(handle));
     return true;
   }
 
@@ -59,6 +60,13 @@ class HandleTable {
   std::vector<std::string> Describe() const;
 
  private:
+  /// The two lowest bits of a handle to a kernel object do not count.
+  template <class T>
+  static std::uintptr_t NumberOf(const void* handle) {
+    const auto number = reinterpret_cast<std::uintptr_t>(handle);
+    return std::is_base_of_v<KernelObject, T> ? number & ~std::uintptr_t{3} : number;
+  }
+
   std::uintptr_t AddNumber(std::shared_ptr<Object> object);
 
   std::map<std::uintptr_t, std::shared_ptr<Object>> m_objects;

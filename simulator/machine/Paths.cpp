@@ -11,6 +11,12 @@ bool IsSlash(char16_t unit) {
   return unit == u'\\' || unit == u'/';
 }
 
+/// Whether a path begins with a drive, which here may be any character: whether there is such a drive is
+/// asked later.
+bool BeginsWithDrive(std::u16string_view path) {
+  return path.size() >= 2 && path[1] == u':';
+}
+
 /// Number of units at the start of a path with two leading backslashes that ".." cannot take away.
 std::size_t FixedPartOfUnc(std::u16string_view path) {
   const std::size_t afterServer = path.find(u'\\', 2);
@@ -63,7 +69,7 @@ std::u16string MakeAbsolute(std::u16string_view path, std::u16string_view curren
   if (path.starts_with(u"\\")) {
     return RootOfPath(base) + std::u16string(path.substr(1));
   }
-  if (!IsDrive(path.substr(0, 2))) {
+  if (!BeginsWithDrive(path)) {
     return base + std::u16string(path);
   }
   const std::u16string_view rest = path.substr(2);
@@ -73,64 +79,10 @@ std::u16string MakeAbsolute(std::u16string_view path, std::u16string_view curren
   return std::u16string{FoldCase(path[0]), u':', u'\\'} + std::u16string(rest);
 }
 
-// In search patterns Windows has three more wildcards, which FindFirstFile puts in for what a user writes:
-// one for any text up to the last dot, one for a unit or the end of a part, and one for a dot or the end.
-constexpr char16_t AnyToLastDot = u'<';
-constexpr char16_t UnitOrEnd = u'>';
+// The wildcards of the system beside *, which FindFirstFile puts in for what a user writes.
+constexpr char16_t AllButLastDot = u'<';
+constexpr char16_t UnitBeforeDot = u'>';
 constexpr char16_t DotOrEnd = u'"';
-
-std::u16string TranslatePattern(std::u16string_view pattern) {
-  if (pattern == u"*.*") {
-    return u"*";
-  }
-  std::u16string result(pattern);
-  for (std::size_t i = 0; i < result.size(); ++i) {
-    const char16_t next = i + 1 < pattern.size() ? pattern[i + 1] : u'\0';
-    if (pattern[i] == u'?') {
-      result[i] = UnitOrEnd;
-    } else if (pattern[i] == u'.' && (next == u'?' || next == u'*')) {
-      result[i] = DotOrEnd;
-    } else if (pattern[i] == u'*' && next == u'.') {
-      result[i] = AnyToLastDot;
-    }
-  }
-  return result;
-}
-
-bool Matches(std::u16string_view name, std::u16string_view pattern) {
-  if (pattern.empty()) {
-    return name.empty();
-  }
-  const char16_t first = pattern[0];
-  const std::u16string_view rest = pattern.substr(1);
-  switch (first) {
-    case u'*':
-      for (std::size_t taken = 0; taken <= name.size(); ++taken) {
-        if (Matches(name.substr(taken), rest)) {
-          return true;
-        }
-      }
-      return false;
-    case AnyToLastDot: {
-      // It ends in front of a dot with no other behind it that it could take, or at the end.
-      for (std::size_t taken = 0; taken <= name.size(); ++taken) {
-        const bool ends =
-            taken == name.size() || (name[taken] == u'.' && name.find(u'.', taken + 1) == name.npos);
-        if (ends && Matches(name.substr(taken), rest)) {
-          return true;
-        }
-      }
-      return rest == u"." && name.find(u'.') == name.npos;
-    }
-    case UnitOrEnd:
-      return name.empty() || name[0] == u'.' ? Matches(name, rest) : Matches(name.substr(1), rest);
-    case DotOrEnd:
-      return (!name.empty() && name[0] == u'.' && Matches(name.substr(1), rest)) ||
-             (name.empty() && Matches(name, rest));
-    default:
-      return !name.empty() && FoldCase(name[0]) == FoldCase(first) && Matches(name.substr(1), rest);
-  }
-}
 
 }  // namespace
 
@@ -152,7 +104,7 @@ std::u16string FullPath(std::u16string_view name, std::u16string_view currentDir
   if (path.starts_with(u"\\\\")) {
     return Collapse(path, FixedPartOfUnc(path));
   }
-  if (!(IsDrive(path.substr(0, 2)) && path.size() > 2 && path[2] == u'\\')) {
+  if (!(BeginsWithDrive(path) && path.substr(2, 1) == u"\\")) {
     path = MakeAbsolute(path, currentDirectory);
   }
   return Collapse(path, path.starts_with(u"\\\\") ? FixedPartOfUnc(path) : 3);
@@ -164,7 +116,7 @@ std::size_t FilePartOffset(std::u16string_view fullPath) {
 }
 
 std::u16string RootOfPath(std::u16string_view fullPath) {
-  if (IsDrive(fullPath.substr(0, 2))) {
+  if (BeginsWithDrive(fullPath)) {
     return std::u16string(fullPath.substr(0, 2)) + u'\\';
   }
   if (!fullPath.starts_with(u"\\\\")) {
@@ -218,8 +170,93 @@ bool IsDrive(std::u16string_view text) {
   return text.size() == 2 && text[1] == u':' && FoldCase(text[0]) >= u'A' && FoldCase(text[0]) <= u'Z';
 }
 
+std::u16string_view DosDeviceName(std::u16string_view name) {
+  if (name.size() > 1 && IsSlash(name[0]) && IsSlash(name[1])) {
+    return {};
+  }
+  name.remove_prefix(name.find_last_of(u"\\/") + 1);
+  name.remove_prefix(IsDrive(name.substr(0, 2)) ? 2 : 0);
+  name = name.substr(0, name.find_first_of(u".:"));
+  while (name.ends_with(u' ')) {
+    name.remove_suffix(1);
+  }
+  static constexpr std::u16string_view plain[] = {u"AUX", u"CON", u"NUL", u"PRN"};
+  static constexpr std::u16string_view numbered[] = {u"COM", u"LPT"};
+  const bool hasNumber = name.size() == 4 && name[3] >= u'1' && name[3] <= u'9';
+  const auto isName = [&](std::u16string_view device) {
+    return EqualsIgnoringCase(name.substr(0, name.size() - (hasNumber ? 1 : 0)), device);
+  };
+  const bool isDevice = hasNumber ? std::any_of(std::begin(numbered), std::end(numbered), isName)
+                                  : std::any_of(std::begin(plain), std::end(plain), isName);
+  return isDevice ? name : std::u16string_view();
+}
+
+std::u16string SearchPattern(std::u16string_view name, bool endedInDot) {
+  if (name == u"*.*") {
+    return u"*";
+  }
+  std::u16string pattern = FoldCase(name);
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const char16_t next = i + 1 < name.size() ? name[i + 1] : endedInDot ? u'.' : u'\0';
+    if (name[i] == u'?') {
+      pattern[i] = UnitBeforeDot;
+    } else if (name[i] == u'.' && (next == u'?' || next == u'*')) {
+      pattern[i] = DotOrEnd;
+    } else if (name[i] == u'*' && next == u'.') {
+      pattern[i] = AllButLastDot;
+    }
+  }
+  return pattern;
+}
+
 bool MatchesPattern(std::u16string_view name, std::u16string_view pattern) {
-  return Matches(name, TranslatePattern(pattern));
+  const std::size_t end = pattern.size();
+  const std::size_t lastDot = name.rfind(u'.');
+  // The places in the pattern that the name can have led to so far, and those behind its next unit.
+  std::vector<bool> places(end + 1);
+  std::vector<bool> next(end + 1);
+  places[0] = true;
+  for (std::size_t i = 0; i <= name.size(); ++i) {
+    const bool ended = i == name.size();
+    const char16_t unit = ended ? u'\0' : FoldCase(name[i]);
+    next.assign(end + 1, false);
+    for (std::size_t place = 0; place < end; ++place) {
+      if (!places[place]) {
+        continue;
+      }
+      bool stays = false;   // takes the unit and goes on
+      bool skips = false;   // stands for nothing here
+      bool passes = false;  // takes the unit and is done
+      switch (pattern[place]) {
+        case u'*':
+          stays = skips = true;
+          break;
+        case AllButLastDot:
+          stays = i != lastDot;
+          skips = true;
+          break;
+        case UnitBeforeDot:
+          skips = ended || unit == u'.';
+          passes = !skips;
+          break;
+        case DotOrEnd:
+          skips = ended;
+          passes = unit == u'.';
+          break;
+        default:
+          passes = !ended && unit == pattern[place];
+      }
+      places[place + 1] = places[place + 1] || skips;
+      next[place] = next[place] || stays;
+      // What skips the rest of the pattern at a dot has taken the dot, too: so "?" finds the folder itself.
+      next[place + 1] = next[place + 1] || passes || (skips && place + 1 == end && unit == u'.');
+    }
+    if (ended) {
+      break;
+    }
+    places.swap(next);
+  }
+  return places[end];
 }
 
 }  // namespace winsim

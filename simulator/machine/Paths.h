@@ -6,9 +6,7 @@
 
 namespace winsim {
 
-// The rules by which Windows reads the text of a path. Nothing here looks at a disk. Not modelled: the file
-// names that stand for DOS devices (NUL, CON ...), and a current directory for each drive (a path relative to
-// another drive than the current one begins at that drive's root).
+// The rules by which Windows reads the text of a path. Nothing here looks at a disk.
 
 /// The absolute path that GetFullPathName makes of `name`: slashes become backslashes, "." and ".." are
 /// resolved, trailing dots and spaces go. Empty when nothing but spaces is left of the name.
@@ -34,9 +32,17 @@ bool IsValidFileName(std::u16string_view name);
 /// Whether `text` has the form of a drive: a letter and a colon.
 bool IsDrive(std::u16string_view text);
 
-/// Whether a file name matches a search pattern of FindFirstFile with its * and ?, without regard to case. As
-/// on Windows "*.*" matches names without a dot too, "*." those only, and ? also stands for no character
-/// before a dot and at the end.
+/// The DOS device (NUL, CON, AUX, PRN, COM1 to COM9, LPT1 to LPT9) that the last component of a path stands
+/// for, in whatever folder and with whatever extension, as it is spelled there; empty when it is none.
+std::u16string_view DosDeviceName(std::u16string_view name);
+
+/// The pattern that the system gets for the last component of a path that a program searches; `endedInDot`
+/// when the path did, before its trailing dots and spaces went. "*.*" is everything and "*." what has no dot.
+std::u16string SearchPattern(std::u16string_view name, bool endedInDot);
+
+/// Whether a file name matches a pattern of the system, without regard to case, in steps of their lengths'
+/// product. The wildcards: * any text, < any text without the name's last dot, > a unit but a dot, or none in
+/// front of a dot and at the end, " a dot, or none at the end.
 bool MatchesPattern(std::u16string_view name, std::u16string_view pattern);
 
 }  // namespace winsim

@@ -121,12 +121,14 @@ void ServiceDatabase::Mark(std::u16string_view service) {
   m_registry.SetNumber(KeyPath(service), u"Start", ServiceConfig::Disabled);
 }
 
-bool ServiceDatabase::IsTaken(std::u16string_view displayName, std::u16string_view service) const {
+bool ServiceDatabase::IsTaken(std::u16string_view displayName, std::u16string_view service,
+                              bool mayRepeat) const {
   const std::vector<std::u16string> names = Names();
   return std::any_of(names.begin(), names.end(), [&](const std::u16string& name) {
     return !EqualsIgnoringCase(name, service) &&
            (EqualsIgnoringCase(name, displayName) ||
-            EqualsIgnoringCase(m_registry.GetString(KeyPath(name), u"DisplayName"), displayName));
+            (!mayRepeat &&
+             EqualsIgnoringCase(m_registry.GetString(KeyPath(name), u"DisplayName"), displayName)));
   });
 }
 

@@ -58,8 +58,8 @@ class ServiceDatabase {
   /// Deletes the service's key with everything below it.
   void Remove(std::u16string_view service);
 
-  /// Whether the entry has the mark "WOW64" of a 32-bit process on 64-bit Windows that made it: its program is
-  /// looked for where such a process would find it.
+  /// Whether the entry has the mark "WOW64" of a 32-bit process on 64-bit Windows that made it: its program
+  /// is looked for where such a process would find it.
   bool HasWow64Mark(std::u16string_view service) const;
   void SetWow64Mark(std::u16string_view service);
 
@@ -67,8 +67,9 @@ class ServiceDatabase {
   /// Marks the service for deletion and disables it.
   void Mark(std::u16string_view service);
 
-  /// Whether another service than `service` has `displayName` as its name or display name.
-  bool IsTaken(std::u16string_view displayName, std::u16string_view service) const;
+  /// Whether another service than `service` has `displayName` as its name or, unless those `mayRepeat`, as
+  /// its display name.
+  bool IsTaken(std::u16string_view displayName, std::u16string_view service, bool mayRepeat) const;
   /// Whether `service`, with these dependencies, would need itself, directly or through others.
   bool IsCircular(std::u16string_view service, const std::vector<std::u16string>& dependencies,
                   std::u16string_view group) const;

@@ -220,7 +220,7 @@ std::uint32_t Services::Apply(std::u16string_view service, const Change& change,
     return ERROR_INVALID_SERVICE_ACCOUNT;
   }
   if (change.displayName.has_value() && !config.displayName.empty() &&
-      m_database.IsTaken(config.displayName, service)) {
+      m_database.IsTaken(config.displayName, service, m_machine.settings.version.IsAtLeast1709())) {
     return ERROR_DUPLICATE_SERVICE_NAME;
   }
   if (change.dependencies.has_value() && m_database.IsCircular(service, config.dependencies, config.group)) {

@@ -16,6 +16,9 @@ struct WindowsVersion {
   /// 1 the 8-bit-only line, 2 the NT family.
   std::uint32_t platformId = 2;
   std::u16string servicePack;
+
+  /// Windows 10 of the autumn of 1709, which lifted a few restrictions, or later.
+  bool IsAtLeast1709() const { return major > 10 || (major == 10 && build >= 16299); }
 };
 
 /// What a machine is, as opposed to what is on it: fixed when the machine is made.

@@ -96,10 +96,12 @@ TEST_CASE("the installed program is asked by its exit code, of which only 0 mean
   }
   session.machine.gate.StartTrace();
   session.manager->IsExpired();
-  CHECK(session.CallsFrom("CreateProcessW") ==
-        Lines{"CreateProcessW(null, \"\"C:\\Windows\\system32\\kvdel01.exe\" can-remove-now\", 0, 0, null)",
-              "WaitForSingleObject(process 7, 0xFFFFFFFF)", "GetExitCodeProcess(process 7)",
-              "CloseHandle(thread of process 7)", "CloseHandle(process 7)"});
+  CHECK(
+      session.CallsFrom("CreateProcessW") ==
+      Lines{
+          "CreateProcessW(null, \"\"C:\\Windows\\system32\\kvdel01.exe\" can-remove-now\", 0, 0, null, 0x68)",
+          "WaitForSingleObject(process 7, 0xFFFFFFFF)", "GetExitCodeProcess(process 7)",
+          "CloseHandle(thread of process 7)", "CloseHandle(process 7)"});
 }
 
 TEST_CASE("a missing program means expired, every other failure to ask it is one") {

@@ -33,13 +33,13 @@ TEST_CASE("device nodes") {
   SetText(Node, L"ClassGUID", ClassText);
   SetText(Node, L"Service", L"kvconf");
   GUID classes[2] = {};
-  DWORD count = 77;
+  DWORD classCount = 77;
   Given("classes");
-  BOOL_FACT("TRUE", SetupDiClassGuidsFromNameW(L"lEGACYdRIVER", classes, 2, &count));
-  FACT("1, 2395735389", std::to_string(count) + ", " + std::to_string(classes[0].Data1));
-  BOOL_FACT("FALSE 122", SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &count));
-  BOOL_FACT("TRUE", SetupDiClassGuidsFromNameW(L"kvnone", classes, 2, &count));
-  FACT("0", std::to_string(count));
+  BOOL_FACT("TRUE", SetupDiClassGuidsFromNameW(L"lEGACYdRIVER", classes, 2, &classCount));
+  FACT("1, 2395735389", std::to_string(classCount) + ", " + std::to_string(classes[0].Data1));
+  BOOL_FACT("FALSE 122", SetupDiClassGuidsFromNameW(L"LegacyDriver", nullptr, 0, &classCount));
+  BOOL_FACT("TRUE", SetupDiClassGuidsFromNameW(L"kvnone", classes, 2, &classCount));
+  FACT("0", std::to_string(classCount));
 
   Given("nodes of an unknown class");
   SP_DEVINFO_DATA device = {};
@@ -47,7 +47,20 @@ TEST_CASE("device nodes") {
   BOOL_FACT("FALSE 1784", SetupDiEnumDeviceInfo(set, 0, &device));
   device.cbSize = sizeof(device);
   BOOL_FACT("FALSE 259", SetupDiEnumDeviceInfo(set, 1, &device));
-  CHECK(SetupDiDestroyDeviceInfoList(set));
+  LEFT_FACT("0", SetupDiDestroyDeviceInfoList(set) == TRUE);
+
+  Given("enumerators");
+  const auto count = [&](const wchar_t* enumerator) {
+    set = SetupDiGetClassDevsW(&Class, enumerator, nullptr, 0);
+    DWORD index = 0;
+    while (SetupDiEnumDeviceInfo(set, index, &device)) {
+      ++index;
+    }
+    CHECK(SetupDiDestroyDeviceInfoList(set));
+    return std::to_string(index);
+  };
+  FACT("1", count(L"Root\\Legacy_KvConf"));
+  FACT("0", count(L"ROOT\\LEGACY_KVCON"));
 
   Given("node");
   set = SetupDiGetClassDevsW(&Class, nullptr, nullptr, 0);

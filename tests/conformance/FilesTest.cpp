@@ -1,4 +1,5 @@
 #include "conformance/Facts.h"
+#include "support/MachineParts.h"
 
 namespace {
 
@@ -90,7 +91,59 @@ TEST_CASE("names that lead to no file, to files and to folders") {
   FILE_FACT("5", Open(folder, R, OPEN_EXISTING));
   FILE_FACT("3", Open(folder + L"\\", R, OPEN_EXISTING));
   FILE_FACT("file 0", Open(folder, R, OPEN_EXISTING, ShareAll, FILE_FLAG_BACKUP_SEMANTICS));
+  FILE_FACT("5", Open(folder, W, CREATE_NEW));
+  FILE_FACT("80", Open(folder, W, CREATE_NEW, ShareAll, FILE_FLAG_BACKUP_SEMANTICS));
   BOOL_FACT("FALSE 5", DeleteFileW(folder));
+  Given("devices");  // in whatever folder
+  FACT("32, 0, nul", Found(L"C:\\nul"));
+  FACT("32, 0, lpt1", Found(L"lpt1"));
+  FACT("32, 0, NUL", Found(InWindows(L"NUL.txt")));
+  FACT("none, 3", Found(InWindows(L"kvnone\\nul")));
+  FACT("none, 2", Found(InWindows(L"kvnull")));
+}
+
+TEST_CASE("patterns") {
+  MachineSession session;
+  constexpr const wchar_t* names[] = {L"..a",  L"..a.a", L".a",    L".a..a", L".a.a", L".aaa", L"a",
+                                      L"a..a", L"a.a",   L"a.a.a", L"aa",    L"aaa",  L"aaaa", L" .a"};
+  // Those of the names that the pattern finds, with something in front of all of them.
+  const auto found = [&](const wchar_t* pattern) {
+    std::string result;
+    for (const wchar_t* const name : names) {
+      const Wide path = InWindows(L"kvconf") + name;
+      CHECK(CloseHandle(Open(path, W, CREATE_ALWAYS)));
+      if (Found(InWindows(L"kvconf") + pattern) == "32, 0, kvconf" + Narrow(name))
+        result += Narrow(name) + "|";
+      CHECK(DeleteFileW(path));
+    }
+    return result;
+  };
+  const std::string all = "..a|..a.a|.a|.a..a|.a.a|.aaa|a|a..a|a.a|a.a.a|aa|aaa|aaaa| .a|";
+  const struct {
+    const wchar_t* pattern;
+    std::string expected;
+  } rows[] = {
+      {L"*", all},
+      {L"*.*", all},
+      {L"*..*", "..a|..a.a|.a..a|a..a|"},
+      {L"* .", "a|aa|aaa|aaaa|"},
+      {L"*. ", all},
+      {L".*.", ".a|.aaa|"},
+      {L"a*.", "a|aa|aaa|aaaa|"},
+      {L"?", "a|"},
+      {L"??.", "a|aa|"},
+      {L"?.??.", ".a|a|a.a| .a|"},
+      {L"<", "a|aa|aaa|aaaa|"},
+      {L"<..<", "..a|.a..a|a..a|"},
+      {L"<.<.<", "..a|..a.a|.a..a|.a.a|a..a|a.a.a|"},
+  };
+  for (const auto& row : rows) {
+    Given("pattern " + Narrow(row.pattern));
+    FACT(row.expected, found(row.pattern));
+  }
+  Given("patterns");
+  FACT("16, 0, .", Found(InWindows(L"*")));
+  FACT("16, 0, .", Found(InWindows(L"?")));
 }
 
 TEST_CASE("sharing, deleting and moving") {
@@ -121,6 +174,12 @@ TEST_CASE("sharing, deleting and moving") {
   FACT("none, 2", Attributes(t.other));
   CHECK(CloseHandle(Open(t.file, W, CREATE_ALWAYS)));
   BOOL_FACT("FALSE 3", MoveFileExW(t.file, nullptr, 0));
+  Given("folder");
+  const Wide folder = InWindows(L"kvconf.dir");
+  MakeFolder(folder);
+  BOOL_FACT("TRUE", MoveFileExW(folder, t.file, MOVEFILE_REPLACE_EXISTING));
+  FACT("16", Attributes(t.file));
+  RemoveFolder(t.file);
 }
 
 TEST_CASE("contents, sizes and times") {

@@ -68,4 +68,5 @@ TEST_CASE("mappings and their views") {
   Given("no file");
   OBJECT_FACT("87", Map(nullptr, PAGE_READWRITE));
   OBJECT_FACT("object 0", Map(nullptr, PAGE_READWRITE, 1));
+  OBJECT_FACT("8", CreateFileMappingW(nullptr, nullptr, PAGE_READWRITE, 0x08000000, 0x10000, nullptr));
 }

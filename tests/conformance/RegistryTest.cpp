@@ -71,6 +71,15 @@ TEST_CASE("keys") {
   REQUIRE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, RootName, 0, KEY_ALL_ACCESS, &root) == 0);
   STATUS_FACT("2", RegOpenKeyExW(root, L"none", 0, KEY_READ, &key));
   FACT("null", std::string(key == nullptr ? "null" : "kept"));
+  for (const bool wide : {true, false}) {
+    Given(wide ? "no key" : "no key, 8-bit");
+    key = HKEY_CURRENT_USER;
+    STATUS_FACT("6", wide ? RegOpenKeyExW(nullptr, L"", 0, KEY_READ, &key)
+                          : RegOpenKeyExA(nullptr, "", 0, KEY_READ, &key));
+    FACT(wide ? "null" : "kept", std::string(key == nullptr ? "null" : "kept"));
+  }
+  Given("keys");
+  STATUS_FACT("1010", RegCreateKeyExW(root, L"a", 0, nullptr, 0, KEY_READ, nullptr, nullptr, nullptr));
   FACT("0, 1", Created(root, L"a\\b"));
   FACT("0, 2", Created(root, L"A"));
   FACT("0, 2", Created(root, L""));
@@ -131,6 +140,8 @@ TEST_CASE("values") {
   FACT("234, 4, 4, ########", Read(key, L"v", 3));
   STATUS_FACT("0", RegQueryValueExW(key, L"v", nullptr, &type, nullptr, &size));
   FACT("4, 4", std::to_string(type) + ", " + std::to_string(size));
+  size = 4;  // the room is read before the type is written
+  STATUS_FACT("0", RegQueryValueExW(key, L"v", nullptr, &size, reinterpret_cast<BYTE*>(&type), &size));
   STATUS_FACT("0", Set(key, L"t", REG_SZ, L"ab!", 4));  // it gets a terminator where there is room
   FACT("0, 1, 4, a.b...##", Read(key, L"t", 6));
   FACT("0, 1, 4, a.b.####", Read(key, L"t", 4));

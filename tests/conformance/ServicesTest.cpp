@@ -93,6 +93,9 @@ TEST_CASE("services") {
   Wide longName;
   std::fill_n(longName.units, 257, L'a');
   Given("no service");
+  SC_HANDLE service = nullptr;
+  LEFT_FACT("0", (service = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)) != nullptr);
+  CHECK(CloseServiceHandle(service));
   SERVICE_FACT("1060", OpenServiceW(manager, Name, SERVICE_START));
   SERVICE_FACT("123", OpenServiceW(manager, L"", SERVICE_START));
   SERVICE_FACT("123", OpenServiceW(manager, L"a/b", SERVICE_START));
@@ -101,15 +104,15 @@ TEST_CASE("services") {
     const char* what;
     Entry entry;
     const char* expected;
-  } refused[] = {{"no name", {.name = nullptr}, "487"},
+  } created[] = {{"no name", {.name = nullptr}, "487"},
                  {"backslash in the name", {.name = L"a\\b"}, "123"},
                  {"empty path", {.path = L""}, "87"},
                  {"driver and program", {.type = Driver | SERVICE_WIN32_OWN_PROCESS}, "87"},
                  {"program started by the loader", {.start = SERVICE_BOOT_START}, "87"},
                  {"depends on itself", {.dependencies = L"kvconf\0"}, "1059"},
-                 {"another's display name", {.displayName = L"Kv Conformance"}, "1078"},
+                 {"another's display name", {.displayName = L"Kv Conformance"}, "service"},
                  {"another's name displayed", {.displayName = L"KVCONF2"}, "1078"}};
-  for (const auto& row : refused) {
+  for (const auto& row : created) {
     Given(row.what);
     const SC_HANDLE other = Create(manager, {.name = OtherName, .displayName = L"KV conformance"});
     SERVICE_FACT(row.expected, Create(manager, row.entry));
@@ -117,7 +120,7 @@ TEST_CASE("services") {
     manager.RemoveAll();
   }
 
-  SC_HANDLE service = Create(manager, {});
+  service = Create(manager, {});
   REQUIRE(service != nullptr);
   Given("program");
   SERVICE_FACT("1073", Create(manager, {.name = L"KVCONF"}));
@@ -146,6 +149,8 @@ TEST_CASE("services") {
   BOOL_FACT("FALSE 5", Start(service));
   BOOL_FACT("FALSE 5", Stop(service));
   BOOL_FACT("FALSE 5", DeleteService(service));
+  BOOL_FACT("FALSE 5", QueryServiceStatus(service, &status));
+  BOOL_FACT("FALSE 487", QueryServiceStatus(service, nullptr));
   CHECK(CloseServiceHandle(service));
   manager.RemoveAll();
 
@@ -166,7 +171,6 @@ TEST_CASE("services") {
   BOOL_FACT("TRUE", DeleteService(service));
   SERVICE_FACT("service", OpenServiceW(manager, Name, SERVICE_ALL_ACCESS));
   SERVICE_FACT("1072", Create(manager, {}));
-  SERVICE_FACT("1078", Create(manager, {.name = OtherName, .displayName = L"Kv Conformance"}));
   BOOL_FACT("FALSE 1072", Change(service, nullptr));
   BOOL_FACT("FALSE 1072", Start(service));
   BOOL_FACT("FALSE 1062", Stop(service));
@@ -176,4 +180,28 @@ TEST_CASE("services") {
   Given("deleted service");
   SERVICE_FACT("1060", OpenServiceW(manager, Name, SERVICE_START));
   FACT("no key", Kept(L"Type"));
+}
+
+TEST_CASE("services that 32-bit processes make on 64-bit Windows") {
+  Wow64Session session;
+  BOOL isWow64 = FALSE;
+  reinterpret_cast<BOOL(WINAPI*)(HANDLE, BOOL*)>(reinterpret_cast<void (*)()>(
+      GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "IsWow64Process")))(GetCurrentProcess(), &isWow64);
+  if (isWow64 == FALSE) return;  // the 32-bit tests ask
+  const Manager manager;
+  const Wide path = InWindows(L"system32\\kvconf.exe");  // for this process that is in SysWOW64
+  const SC_HANDLE service = Create(manager, {.path = path});
+  const struct {
+    const char* what;
+    Wide file;
+    const char* expected;
+  } rows[] = {{"program in the real directory of the system", InWindows(L"Sysnative\\kvconf.exe"), "FALSE 2"},
+              {"empty program in SysWOW64", path, "FALSE 193"}};
+  for (const auto& row : rows) {
+    CHECK(CloseHandle(CreateFileW(row.file, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr)));
+    Given(row.what);
+    BOOL_FACT(row.expected, Start(service));
+    CHECK(DeleteFileW(row.file));
+  }
+  CHECK(CloseServiceHandle(service));
 }

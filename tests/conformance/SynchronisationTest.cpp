@@ -42,6 +42,8 @@ TEST_CASE("one mutex") {
   FACT("0", Waited(mutex));
   Given("own mutex");
   FACT("0", Waited(mutex));
+  FACT("0", Waited(static_cast<char*>(mutex) + 3));  // the two lowest bits do not count
+  CHECK(ReleaseMutex(mutex));
   Given("another thread's mutex");
   RunOnThread([&] {
     FACT("258", Waited(mutex));
@@ -68,6 +70,10 @@ TEST_CASE("several mutexes") {
   MachineSession session;
   const HANDLE mutexes[] = {Make(nullptr), Make(nullptr), Make(nullptr)};
   const HANDLE twice[] = {mutexes[0], mutexes[0]};
+  const HANDLE self = GetCurrentProcess();
+  Given("this process");
+  FACT("258", Waited(self));
+  FACT("failed 6", WaitedFor(&self, 1, FALSE));
   Given("free mutexes");
   FACT("failed 87", WaitedFor(twice, 2, TRUE));
   FACT("0", WaitedFor(mutexes, 3, TRUE));

@@ -1,5 +1,7 @@
 #include "conformance/Facts.h"
 
+#include <cstdio>
+
 // Paths, volumes and drives; the environment, directories, times and libraries.
 
 namespace {
@@ -40,6 +42,32 @@ Function Find(HMODULE module, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
+/// The answer of starting a program that does not exist with a record of that size.
+std::string Started(DWORD size, DWORD flags = 0) {
+  STARTUPINFOEXW record = {};
+  record.StartupInfo.cb = size;
+  PROCESS_INFORMATION process = {};
+  return ANSWER(BoolText, CreateProcessW(L"C:\\kvnone.exe", nullptr, nullptr, nullptr, FALSE, flags, nullptr,
+                                         nullptr, &record.StartupInfo, &process));
+}
+
+/// "length, or 0 and the error; bytes written; whether the default character was used".
+std::string Bytes(UINT page, const wchar_t* text, int room = 8) {
+  char bytes[9] = "########";
+  BOOL used = 7;
+  SetLastError(Untouched);
+  const int length =
+      WideCharToMultiByte(page, 0, text, static_cast<int>(Narrow(text).size()), bytes, room, nullptr, &used);
+  std::string result =
+      std::to_string(length) + (length == 0 ? " " + std::to_string(GetLastError()) : "") + ",";
+  for (const char* byte = bytes; *byte != '#'; ++byte) {
+    char digits[4];
+    std::snprintf(digits, sizeof(digits), " %02X", static_cast<unsigned char>(*byte));
+    result += digits;
+  }
+  return result + ", " + std::to_string(used);
+}
+
 }  // namespace
 
 TEST_CASE("paths, volumes, drives, environment, directories, times and libraries") {
@@ -50,13 +78,21 @@ TEST_CASE("paths, volumes, drives, environment, directories, times and libraries
   FACT("C:\\a\\c, c", FullPath(L"C:\\a\\.\\b\\..\\c"));
   FACT("C:\\a, a", FullPath(L"C:\\..\\..\\a. . "));
   FACT("\\\\server\\share\\b, b", FullPath(L"\\\\server\\share\\a\\..\\..\\b"));
+  FACT("?:\\a:b, a:b", FullPath(L"?:a:b"));
   FACT("7", FullPath(L"C:\\a\\b", 6));
   FACT("C:\\a\\b, b", FullPath(L"C:\\a\\b", 7));
   Given("volumes");
   FACT("C:\\", VolumePath(L"C:/kvnone/a"));
   FACT("FALSE 2", VolumePath(L"Q:\\a"));
   FACT("C:\\", VolumePath(L"C:\\a", 4));
+  FACT("C:", VolumePath(L"C:\\a", 3));
   FACT("FALSE 206", VolumePath(L"C:\\a", 2));
+  FACT("C:\\", VolumePath(L"c:\\"));
+  FACT("\\\\?\\C:", VolumePath(L"\\\\?\\C:\\a", 7));
+  FACT("FALSE 123", VolumePath(L"\\\\?\\InvalidDrive:\\a"));
+  FACT("FALSE 123", VolumePath(L"\\\\?\\Volume{00000000-00-00-00-000000000000}\\a"));
+  FACT("FALSE 123", VolumePath(L"\\\\server\\InvalidDrive:\\a"));
+  FACT("FALSE 2", VolumePath(L"?:ABC:DEF:\\a"));
   Given("drives");
   LENGTH_FACT("3", GetDriveTypeW(L"C:\\"));
   LENGTH_FACT("1", GetDriveTypeW(L"Q:\\"));
@@ -78,6 +114,19 @@ TEST_CASE("paths, volumes, drives, environment, directories, times and libraries
   Given("a window that is none");
   const HWND none = reinterpret_cast<HWND>(ULONG_PTR{0x7FFE});
   LENGTH_FACT("0, 1400", static_cast<DWORD>(MessageBoxW(none, L"text", L"caption", MB_OK)));
+  Given("start-up records");
+  constexpr DWORD Extended = EXTENDED_STARTUPINFO_PRESENT;
+  FACT("FALSE 2", Started(sizeof(STARTUPINFOW)));
+  FACT("FALSE 2", Started(0));  // the size of a plain one is not looked at
+  FACT("FALSE 2", Started(sizeof(STARTUPINFOEXW), Extended));
+  FACT("FALSE 87", Started(sizeof(STARTUPINFOW), Extended));
+  Given("characters as bytes");
+  FACT("3, E2 82 AC, 0", Bytes(CP_UTF8, L"\u20AC"));
+  FACT("3, EF BF BD, 1", Bytes(CP_UTF8, L"\xD800"));
+  FACT("0 122, 61, 0", Bytes(CP_UTF8, L"a\u20AC", 3));
+  FACT("0 122, 61, 0", Bytes(936, L"a\u4F60", 2));  // what does not fit is not begun
+  FACT("2, 61 3F, 1", Bytes(1252, L"a\u0416"));
+  FACT("0 122, 61, 0", Bytes(1252, L"a\u0416", 1));  // only what was converted counts
   Given("missing libraries and functions");
   const HMODULE kernel = GetModuleHandleW(L"KERNEL32");
   BOOL_FACT("FALSE 126", GetModuleHandleW(L"kvnone.dll") != nullptr);

@@ -34,3 +34,10 @@ TEST_CASE("a full path is read as Windows reads it") {
     CHECK(ToUtf8(winsim::NtPath(FromUtf8(test.name), u"C:\\cur\\dir")) == test.ntPath);
   }
 }
+
+TEST_CASE("no pattern takes longer than name times pattern") {
+  const std::u16string pattern = winsim::SearchPattern(u"*a*a*a*a*a*a*a*a*a*a*a*a*a*a*ab", false);
+  const std::u16string name(200, u'a');
+  CHECK_FALSE(winsim::MatchesPattern(name, pattern));
+  CHECK(winsim::MatchesPattern(name + u"B", pattern));
+}

@@ -16,6 +16,14 @@ void AddLegacyDevice(LUnicodeString service, LUnicodeString instance) {
   Thread::Current().GetMachine().deviceNodes.AddLegacy(MachineText(service), MachineText(instance));
 }
 
+void MakeFolder(const wchar_t* path) {
+  Thread::Current().GetMachine().files.MakeFolder(winsim::FromWide(path));
+}
+
+void RemoveFolder(const wchar_t* path) {
+  Thread::Current().GetMachine().files.Remove(winsim::FromWide(path));
+}
+
 std::shared_ptr<void> UseImage(LUnicodeString path) {
   return Thread::Current().GetMachine().files.UseImage(MachineText(path));
 }

@@ -15,5 +15,9 @@ std::vector<std::string> ValueNames(LUnicodeString path);
 /// driver that is not Plug and Play. The class must exist; the service's name is in capitals.
 void AddLegacyDevice(LUnicodeString service, LUnicodeString instance);
 
+void MakeFolder(const wchar_t* path);
+/// Of an empty folder.
+void RemoveFolder(const wchar_t* path);
+
 /// Uses the image file as running programs use theirs, until the end of the result.
 std::shared_ptr<void> UseImage(LUnicodeString path);

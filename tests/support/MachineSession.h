@@ -37,3 +37,8 @@ class MachineSession {
   std::shared_ptr<winsim::Process> m_process;
   std::optional<winsim::ThreadScope> m_scope;
 };
+
+/// The same for a 32-bit process on 64-bit Windows.
+struct Wow64Session : MachineSession {
+  Wow64Session() : MachineSession(winsim::Settings::Windows10Wow64()) {}
+};

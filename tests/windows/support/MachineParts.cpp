@@ -33,6 +33,14 @@ void AddLegacyDevice(LUnicodeString service, LUnicodeString instance) {
   if (!made) throw std::runtime_error("no device");
 }
 
+void MakeFolder(const wchar_t* path) {
+  if (!CreateDirectoryW(path, nullptr)) throw std::runtime_error("no folder");
+}
+
+void RemoveFolder(const wchar_t* path) {
+  RemoveDirectoryW(path);
+}
+
 std::shared_ptr<void> UseImage(LUnicodeString path) {
   const HANDLE file =
       CreateFileW(path.Data(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);

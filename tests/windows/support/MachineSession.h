@@ -7,3 +7,4 @@ class MachineSession {
   MachineSession(const MachineSession&) = delete;
   MachineSession& operator=(const MachineSession&) = delete;
 };
+using Wow64Session = MachineSession;
