@@ -2,7 +2,6 @@
 
 #include <doctest/doctest.h>
 
-
 #include "drivermanagement/PeTarget.h"
 #include "support/SystemSession.h"
 #include "support/TestContainer.h"

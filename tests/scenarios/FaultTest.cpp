@@ -1,6 +1,8 @@
 // Every call that the program makes fails once, fails for ever from there on, or loses the power: a driver
 // claimed by time stays as it is, nothing of others is touched, and the next starts finish the job.
 
+#include <doctest/doctest.h>
+
 #include "UnclaimedMachine.h"
 
 namespace {

@@ -2,6 +2,8 @@
 // a registry that Windows had not written to the disk yet. A claimed driver stays as it is, the check goes on
 // answering, and the starts that are let alone finish the job.
 
+#include <doctest/doctest.h>
+
 #include <algorithm>
 #include <set>
 

@@ -1,6 +1,8 @@
 // Whole runs of the program, started by the service manager of simulated machines: what is left, what is
 // gone, and that nothing else has changed.
 
+#include <doctest/doctest.h>
+
 #include <algorithm>
 #include <functional>
 
