@@ -13,6 +13,19 @@ using LCommon::System::RegistryKey;
 using LCommon::System::ServiceControl::Manager;
 using LCommon::System::ServiceControl::Service;
 
+TEST_CASE("dependencies match in order and number, unless none are expected") {
+  using List = std::initializer_list<const wchar_t*>;
+  const auto matches = [](List expected, List configured) {
+    SystemSession session;
+    Registration({.dependencies = Names(configured)})->Install(0);
+    return Registration({.dependencies = Names(expected)})->IsInstalledUpToDate() == 1;
+  };
+  CHECK(matches({L"a", L"b"}, {L"A", L"B"}));
+  CHECK(matches({}, {L"a", L"b"}));
+  for (const List configured : {List{L"b", L"a"}, List{L"a"}, List{}, List{L"a", L"b", L"c"}})
+    CHECK_FALSE(matches({L"a", L"b"}, configured));
+}
+
 TEST_CASE("where the service control manager denies access the registry tells whether the entry exists") {
   SystemSession session;
   winsim::Gate& gate = session.Machine().gate;

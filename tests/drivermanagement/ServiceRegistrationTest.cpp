@@ -55,15 +55,6 @@ TEST_CASE("an entry that differs in what the registration fixes is reconfigured"
   check("description", true, FullEntry, [](Entry& entry) { entry.description = L"Other words"; });
   check("another image", false, FullEntry, [](Entry& entry) { entry.image = L"system32\\drivers\\x.sys"; });
   check("another account", false, Win32Entry, [](Entry& e) { e.account = L"NT AUTHORITY\\LocalService"; });
-  const auto dependencies = [](std::initializer_list<const wchar_t*> names) {
-    return [=](Entry& entry) { entry.dependencies = Names(names); };
-  };
-  const auto two = [] { return Entry{.dependencies = Names({L"a", L"b"})}; };
-  check("letter case of dependencies", true, two, dependencies({L"A", L"B"}));
-  check("order of dependencies", false, two, dependencies({L"b", L"a"}));
-  check("a dependency too few", false, two, dependencies({L"a"}));
-  check("a dependency too many", false, two, dependencies({L"a", L"b", L"c"}));
-  check("dependencies that are left open", true, FullEntry, dependencies({L"a"}));
   check("letter case of the account", true, Win32Entry, [](Entry& e) { e.account = L"LOCALSYSTEM"; });
   check("the expanded image", true, Win32Entry,
         [](Entry& entry) { entry.image = InWindows(L"SYSTEM32\\kvtest.exe svc"); });
