@@ -1,8 +1,7 @@
 #include "api/Call.h"
 #include "machine/CodePages.h"
 
-// Message boxes: the machine keeps what they say, and somebody presses OK at once. It has no windows that
-// could own one.
+// Message boxes: the machine keeps what they say, and somebody presses OK at once.
 
 using namespace winsim;
 

@@ -4,8 +4,8 @@
 #include "api/RunTimeFunctions.h"
 #include "machine/CodePages.h"
 
-// Libraries. The machine has those whose functions it simulates, in the system directory, without files; no
-// other directory has any.
+// Libraries. The machine has those whose functions it simulates, in the system directory; no other directory
+// has any.
 
 using namespace winsim;
 

@@ -3,8 +3,7 @@
 #include "machine/CodePages.h"
 #include "machine/ProgramSearch.h"
 
-// Processes. A new one has the environment of the one that starts it; handles are not inherited, and of the
-// creation flags and the start-up record nothing is looked at.
+// Processes. A new one has the environment of the one that starts it.
 
 using namespace winsim;
 

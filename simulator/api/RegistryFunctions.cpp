@@ -3,9 +3,7 @@
 #include "api/Call.h"
 #include "machine/CodePages.h"
 
-// The registry functions. Of the options and attributes of a new key nothing is looked at, classes are not
-// kept, and every last-write time is the machine's first start. RegSetValueEx takes exactly the bytes it is
-// given (Windows takes a terminator that lies behind them along).
+// The registry functions. Every last-write time is the machine's first start.
 
 using namespace winsim;
 

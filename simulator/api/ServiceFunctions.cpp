@@ -3,8 +3,7 @@
 
 #include "api/ServiceCall.h"
 
-// The service control manager. Of the ChangeServiceConfig2 levels there is the description only, and
-// passwords are not looked at.
+// The service control manager.
 
 using namespace winsim;
 

@@ -5,8 +5,7 @@
 
 #include "api/Call.h"
 
-// Device nodes. There are no device interfaces, class installers, filters and remote machines; removing a
-// node is the only thing that the class installer is asked for.
+// Device nodes.
 
 using namespace winsim;
 

@@ -8,8 +8,7 @@
 #include "machine/CodePages.h"
 #include "machine/Waiting.h"
 
-// Mutexes, waits and the tick count. Files and devices, which Windows lets programs wait on, cannot be waited
-// on here (6).
+// Mutexes, waits and the tick count.
 
 using namespace winsim;
 

@@ -4,7 +4,7 @@
 #include "api/RunTimeFunctions.h"
 #include "machine/CodePages.h"
 
-// Versions of the system. Every machine is a workstation of one user.
+// Versions of the system.
 
 using namespace winsim;
 

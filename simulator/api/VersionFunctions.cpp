@@ -5,8 +5,7 @@
 #include "machine/FileSystem.h"
 #include "machine/VersionResource.h"
 
-// Version resources. The file is looked for where its path says, not along the search path of libraries; only
-// the fixed part of a block can be asked for.
+// Version resources.
 
 using namespace winsim;
 

@@ -10,8 +10,7 @@ namespace winsim {
 
 class Machine;
 
-/// One code page. Characters that it lacks become its default character; the near matches that Windows makes
-/// for some of them ("best fit") are not made.
+/// One code page. Characters that it lacks become its default character.
 class CodePage {
  public:
   static constexpr std::uint32_t Utf8 = 65001;

@@ -23,7 +23,7 @@ struct Guid {
 
 /// The device nodes that the machine knows, kept in the registry: instances are keys
 /// System\CurrentControlSet\Enum\<enumerator>\<device>\<instance> with "ClassGUID" and "Service", their
-/// classes keys System\CurrentControlSet\Control\Class\{guid} with "Class". Every node counts as present.
+/// classes keys System\CurrentControlSet\Control\Class\{guid} with "Class".
 class DeviceNodes {
  public:
   explicit DeviceNodes(Machine& machine) : m_machine(machine) {}

@@ -13,9 +13,7 @@ class FileObject;
 class Machine;
 
 /// The contents of a file, or memory of its own, as views show them. While it lives the file can be neither
-/// deleted nor cut. Simplified: every view is a copy that a writable one brings back when it is unmapped, so
-/// two views of a file do not show each other's changes; mappings cannot be shared by name; images are mapped
-/// as data only.
+/// deleted nor cut.
 class FileMapping : public KernelObject {
  public:
   ~FileMapping() override;
@@ -37,9 +35,9 @@ class FileMapping : public KernelObject {
   std::uint64_t m_size;
 };
 
-/// A view: a block of memory with the file's bytes, and zeros behind them, to the end of its last page. It
-/// has a place in the handle table of its process, so that it ends with it, but no handle that a program
-/// knows.
+/// A view: a copy of the file's bytes, with zeros behind them to the end of its last page, that a writable
+/// one brings back when it is unmapped. It has a place in the handle table of its process, so that it ends
+/// with it, but no handle that a program knows.
 class FileView : public Object {
  public:
   static constexpr std::uint32_t PageSize = 0x1000;

@@ -57,9 +57,7 @@ struct Location {
 };
 
 /// The machine's disks: drives, substituted drives and shares, the files on them, and the rules of opening
-/// them. Error codes are those of the Windows functions (0 for success). Simplified: no short names, no
-/// alternate streams, no links, one account (`Deny` stands for all refusals), deletion waits for the last
-/// handle.
+/// them. Error codes are those of the Windows functions (0 for success). `Deny` stands for all refusals.
 class FileSystem {
  public:
   /// Has one fixed drive, the one that Windows is on.

@@ -84,9 +84,6 @@ class RegistryNode : public std::enable_shared_from_this<RegistryNode> {
 /// The registry: HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER. Names match without regard to case. Paths are
 /// separated by backslashes; empty parts are skipped. Error codes are those of the registry functions (0 for
 /// success).
-///
-/// Simpler than Windows: programs can make no links, there are no classes, volatile keys and times, one view
-/// for 32- and 64-bit programs, and refusals stand for security descriptors.
 class Registry {
  public:
   static constexpr std::size_t MaxKeyName = 255;

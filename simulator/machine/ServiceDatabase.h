@@ -38,7 +38,7 @@ struct ServiceConfig {
 };
 
 /// The service entries in the registry: each key below System\CurrentControlSet\Services with a value "Type".
-/// What the registry says holds at once (Windows reads the entries only when it starts).
+/// What the registry says holds at once.
 class ServiceDatabase {
  public:
   explicit ServiceDatabase(Registry& registry) : m_registry(registry) {}

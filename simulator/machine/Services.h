@@ -46,9 +46,6 @@ struct ServiceRecord;
 /// The service control manager. The entries are in the registry (ServiceDatabase), drivers are loaded through
 /// Devices, and a Win32 service runs its program in a process of its own. Error codes are those of the
 /// Windows functions (0 for success).
-///
-/// Simpler than Windows: no remote machines, locks, triggers and failure actions; one service in a process;
-/// the built-in accounts only; services that one depends on are started but not waited for, groups are not.
 class Services {
  public:
   static constexpr std::uint32_t AnyAccess = 0xFFFFFFFF;
@@ -139,7 +136,7 @@ class Services {
   /// Runs the service that the calling process was started for: `serviceMain` on a thread of its own,
   /// controls on the calling one, until that thread has ended. 1063 when the process was started for none,
   /// 1056 when it runs already. A service that ends without having reported it counts as stopped with exit
-  /// code 1067 (Windows would leave the process waiting).
+  /// code 1067.
   std::uint32_t RunDispatcher(Thread& thread, ServiceMain serviceMain);
   /// A number for `SetStatus`, or 0 when the calling process was started for no service.
   std::uintptr_t RegisterHandler(Thread& thread, Handler handler);

@@ -140,11 +140,11 @@ TEST_CASE("values") {
   FACT("234, 4, 4, ########", Read(key, L"v", 3));
   STATUS_FACT("0", RegQueryValueExW(key, L"v", nullptr, &type, nullptr, &size));
   FACT("4, 4", std::to_string(type) + ", " + std::to_string(size));
-  size = 4;  // the room is read before the type is written
-  STATUS_FACT("0", RegQueryValueExW(key, L"v", nullptr, &size, reinterpret_cast<BYTE*>(&type), &size));
   STATUS_FACT("0", Set(key, L"t", REG_SZ, L"ab!", 4));  // it gets a terminator where there is room
   FACT("0, 1, 4, a.b...##", Read(key, L"t", 6));
   FACT("0, 1, 4, a.b.####", Read(key, L"t", 4));
+  size = 4;  // the room is read before the type is written
+  STATUS_FACT("0", RegQueryValueExW(key, L"t", nullptr, &size, reinterpret_cast<BYTE*>(&type), &size));
   STATUS_FACT("0", Set(key, L"empty", REG_SZ, nullptr, 0));
   FACT("0, 1, 0, ########", Read(key, L"empty"));
   CHECK(RegCloseKey(key) == 0);
