@@ -209,6 +209,9 @@ class Outcomes(KvsimTest):
         folder = self.machine(driver | service_keys())
         (folder / "C/Windows/system32/kvdel01.exe").unlink()
         self.assertEqual(self.boot(folder)[0]["program"]["reason"], "C:\\Windows\\system32\\kvdel01.exe is missing")
+        marked = self.machine(driver | service_keys(WOW64=1), name="marked")
+        (marked / "C/Windows/system32/kvdel01.exe").unlink()
+        self.assertIn("has the mark WOW64 and its program is not in SysWOW64", self.boot(marked)[0]["program"]["reason"])
         old = self.machine(driver | service_keys(), description={"system": "windows-98"}, name="old")
         self.assertIn("no service manager", self.boot(old)[0]["program"]["reason"])
 
