@@ -147,6 +147,8 @@ TEST_CASE("whatever a record holds, the driver goes or stays and the others are 
        }},
       {"a name of 255 characters, its file gone", false, file(longName, u"C:\\gone")},
       {"half a character for a name, its file there", true, file(loneSurrogate, u"C:\\Windows")},
+      {"a name that begins with a zero, so that nobody can look at it", true,
+       [&](Registry& registry) { registry.MakeChild(registry.Make(record), std::u16string(u"\0x", 2)); }},
       {"a pattern for a file, which is there for ever", true, file(u"client", u"C:\\Win*")},
       {"a list where the flag should be", true,
        [&](Registry& registry) { registry.SetBinary(record, u"Auto", winsim::Bytes(5000, 1)); }},
