@@ -48,6 +48,30 @@ expect 1 "" "Cannot build in $work/project/build/host (Is a directory)" on_other
 rm -r "$work/project/build"
 touch "$work/project/build"
 expect 1 "" "Cannot build in $work/project/build/host (Not a directory)" on_other_system run boot there
+rm "$work/project/build"
+
+# Whether 32-bit programs run is decided by what one of them says. Here a root has been made, and entering it starts the
+# stand-in for Wine's loader: one for another processor, which the kernel refuses; one that says nothing; one that runs.
+if [ -x /usr/lib/wine/wine ]; then
+  echo "scripts: the refusal of 32-bit programs is not asked, this machine has a Wine of its own for them"
+else
+  mkdir -p "$work/project/build/wine32/root"
+  touch "$work/project/build/wine32/root/.complete"
+  cp "$root/scripts/wine32" "$work/project/scripts"
+  ln -s "$(type -P realpath)" "$work/tools"
+  printf '#!/usr/bin/env bash\necho 0\n' >"$work/tools/id"
+  chmod +x "$work/tools/id"
+  enter_by() { cp "$1" "$work/tools/unshare" && chmod +x "$work/tools/unshare"; }
+  cp "$(readlink -f "$(type -P true)")" "$work/foreign"
+  printf '\xff' | dd of="$work/foreign" bs=1 seek=18 conv=notrunc status=none # e_machine
+  enter_by "$work/foreign"
+  expect 1 "" "does not run a 32-bit program: .*Exec format error" on_other_system scripts/wine32 prepare
+  enter_by "$(type -P true)"
+  expect 1 "" "does not run a 32-bit program: $" on_other_system scripts/wine32 prepare
+  printf '#!/usr/bin/env bash\necho wine-8.0\n' >"$work/loader"
+  enter_by "$work/loader"
+  expect 0 "" "" on_other_system scripts/wine32 prepare
+fi
 
 # Installed and moved, with nothing taken from where they were built.
 cmake --install "$build" --prefix "$work/installed" >"$work/errors" || fail "cmake --install"
