@@ -170,8 +170,12 @@ class Lab:
         demand(self.wine.lab("await-service") in ("gone", "state 1 exit code 0"), True, "a good end of the service")
 
     def simulate(self, stop: str = "stops") -> dict:
-        self.simulator.description["drivers"] = {driver: {"stop": stop} for driver in ("kvenv01", "kvenv01a")}
-        return self.simulator.boot()
+        installed = registry.read(self.simulator.current / "registry.reg")
+        self.simulator.description["drivers"] = {driver: {"stop": stop} for driver in ("kvenv01", "kvenv01a")
+                                                 if f"{CURRENT}\\services\\{driver}" in installed}
+        program = self.simulator.boot()
+        del self.simulator.description["drivers"]
+        return program
 
     # Looks
 
