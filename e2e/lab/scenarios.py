@@ -140,8 +140,8 @@ def killed_while_waiting(lab: Lab) -> None:
 
 
 def killed_at_every_driver(lab: Lab) -> None:
-    """In the order in which the pass comes to the drivers, each time between the first component of a driver and the next. Killed during its own removal the service may stay as a file,
-    because nobody starts it again; so that is left out."""
+    """In the order in which the pass comes to the drivers, each time between the first component of a driver and the next.
+    Killed during its own removal the service may stay as a file, because nobody starts it again; so that is left out."""
     lab.install()
     lab.delete_file(CLIENT_FILE)
     left = list(DRIVERS)
